@@ -1,0 +1,40 @@
+#include "engine/base/status.h"
+
+namespace tesk {
+
+const char* status_name(int code)
+{
+#define TESK_STATUS(name)                                                                                              \
+    case name: return #name
+    switch (code) {
+        TESK_STATUS(DSD_SUCCESS);
+        TESK_STATUS(DSD_ERROR);
+        TESK_STATUS(DSD_ERROR_INVALID_ZEROS_COUNT);
+        TESK_STATUS(DSD_ERROR_UNSUPPORTED_ORDER);
+        TESK_STATUS(DSD_ERROR_INVALID_VOLUME_VALUE_DETECTED);
+        TESK_STATUS(DSD_ERROR_QUANTIZATION);
+        TESK_STATUS(DSD_ERROR_INIT_ENCODED_DST);
+        TESK_STATUS(DSD_ERROR_WINDOW_TYPE);
+        TESK_STATUS(DST_ERROR);
+        TESK_STATUS(PDM_REMEZ_NOT_CONVERGED);
+        TESK_STATUS(PDM_REMEZ_TOO_FEW_EXTREMALS);
+        TESK_STATUS(PDM_REMEZ_TOO_MANY_EXTREMALS);
+        TESK_STATUS(PDM_REMEZ_INVALID_PARAM);
+        TESK_STATUS(DSD_ERROR_PCMBASESAMPLERATE);
+        TESK_STATUS(DSD_ERROR_USAGE);
+        TESK_STATUS(DSD_ERROR_INPUT);
+        TESK_STATUS(DSD_ERROR_OUTPUT);
+        TESK_STATUS(DSD_ERROR_WRITE);
+        TESK_STATUS(DSD_ERROR_UNSUPPORTED);
+        TESK_STATUS(DSD_ERROR_RECORDING);
+        TESK_STATUS(DSD_ERROR_INIT);
+        TESK_STATUS(DSD_ERROR_PRESET);
+        TESK_STATUS(DSD_ERROR_METADATA_REQUIRED);
+        TESK_STATUS(DSD_ERROR_ASSERT);
+        TESK_STATUS(DSD_SIGACTION);
+    default: return "(unknown)";
+    }
+#undef TESK_STATUS
+}
+
+} // namespace tesk

@@ -1,0 +1,15 @@
+// What the processor and the operating system together allow.
+#pragma once
+
+namespace tesk::platform {
+
+/// One flag per capability that the kernels ask for. AVX and wider are set only when the system saves the
+/// registers (XGETBV); `avx512` means AVX512F and CD with the ZMM and mask state.
+struct CpuFeatures {
+    bool sse2 = false, sse41 = false, avx = false, fma = false, avx2 = false, avx512 = false;
+};
+
+/// Reads CPUID and XGETBV.
+CpuFeatures cpuFeatures();
+
+} // namespace tesk::platform
