@@ -1,0 +1,69 @@
+#include "pipeline/parallel/worker_pool.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace tesk::parallel {
+
+std::size_t workerCount(const char* variable, unsigned hardwareConcurrency)
+{
+    if (variable && *variable)
+        if (const long wanted = std::strtol(variable, nullptr, 10); wanted > 0) return static_cast<std::size_t>(wanted);
+    return std::clamp<std::size_t>(hardwareConcurrency, 1, 4);
+}
+
+WorkerPool& WorkerPool::instance()
+{
+    static WorkerPool pool(workerCount(std::getenv("TESK_ENGINE_THREADS"), std::thread::hardware_concurrency()));
+    return pool;
+}
+
+WorkerPool::WorkerPool(std::size_t workers)
+{
+    for (std::size_t i = 0; i < workers; ++i) threads_.emplace_back([this] { work(); });
+}
+
+WorkerPool::~WorkerPool()
+{
+    {
+        std::lock_guard guard(lock_);
+        stop_ = true;
+    }
+    workAvailable_.notify_all();
+    for (auto& thread : threads_) thread.join();
+}
+
+void WorkerPool::submit(Task task)
+{
+    {
+        std::lock_guard guard(lock_);
+        ++task.group->open_;
+        queue_.push_back(std::move(task));
+    }
+    workAvailable_.notify_one();
+}
+
+void WorkerPool::work()
+{
+    std::unique_lock guard(lock_);
+    for (;;) {
+        workAvailable_.wait(guard, [this] { return stop_ || !queue_.empty(); });
+        if (queue_.empty()) return;
+        Task task = std::move(queue_.front());
+        queue_.pop_front();
+        guard.unlock();
+        task.run();
+        guard.lock();
+        if (--task.group->open_ == 0) groupDone_.notify_all();
+    }
+}
+
+void TaskGroup::run(std::function<void()> task) { pool_.submit({std::move(task), this}); }
+
+void TaskGroup::wait()
+{
+    std::unique_lock guard(pool_.lock_);
+    pool_.groupDone_.wait(guard, [this] { return open_ == 0; });
+}
+
+} // namespace tesk::parallel
