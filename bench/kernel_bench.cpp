@@ -1,0 +1,111 @@
+// What each vector level gains over the plain loops.
+#include "pipeline/kernel/dispatch.h"
+#include "pipeline/kernel/error_feedback.h"
+#include "pipeline/kernel/fir_upsample.h"
+
+#include <benchmark/benchmark.h>
+#include <cmath>
+#include <vector>
+
+namespace {
+
+using namespace tesk::kernel;
+using tesk::platform::CpuFeatures;
+
+/// 0 plain, 1 AVX2+FMA, 2 AVX-512; the best level this processor has stands in for one it lacks.
+KernelTable tableFor(std::int64_t level)
+{
+    CpuFeatures cpu = tesk::platform::cpuFeatures();
+    if (level == 0) return scalarKernels();
+    if (level == 1) cpu.avx512 = false;
+    return kernelsFor(cpu);
+}
+
+std::vector<double> tone(std::size_t n, double level)
+{
+    std::vector<double> x(n);
+    for (std::size_t i = 0; i < n; ++i) x[i] = level * std::sin(2 * M_PI * 1000 * static_cast<double>(i) / 2822400);
+    return x;
+}
+
+/// The default profile of the one-bit stage, order 15.
+std::vector<Sos> cascade15()
+{
+    return {{1, -1, 0, -0.66, 0},
+            {1, -1.7199957379270223, 0.7396, -1.9377782849695224, 0.9409},
+            {1, -1.9399891837564278, 0.9409, -1.8975099561014925, 0.9025},
+            {1, -1.8999576272051595, 0.9025, -1.7149081518673288, 0.73874025},
+            {1, -1.9759230715301481, 0.976144, -1.893917612042176, 0.9018482317384574},
+            {1, -1.983685752737829, 0.984064, -1.861617379503551, 0.8735953227804367},
+            {1, -1.990939224774597, 0.992016, -1.8710601494645787, 0.8954036811645628},
+            {1, -1.9942485524801261, 0.996004, -1.6606941638434825, 0.7209757851283255}};
+}
+
+void modulator(benchmark::State& state)
+{
+    const KernelTable table = tableFor(state.range(0));
+    const ErrorFeedbackLoop loop(cascade15(), {1.02, 3.0, 0.75, 0.65, 0x1p-24, 0});
+    const auto input = tone(37632, 0.25);
+    ErrorFeedbackState channel;
+    std::vector<double> x;
+    for (auto _ : state) {
+        x = input;
+        table.oneBit(loop, channel, x.data(), x.size());
+        benchmark::DoNotOptimize(x.data());
+    }
+    state.SetLabel(table.level);
+    state.counters["clips"] = static_cast<double>(channel.clips);
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * input.size()));
+}
+BENCHMARK(modulator)->DenseRange(0, 2);
+
+void requantiser(benchmark::State& state)
+{
+    const KernelTable table = tableFor(state.range(0));
+    std::vector<Sos> sections(8, Sos{1, -1, 0, -0.75, 0});
+    const ErrorFeedbackLoop loop(sections, {1, 0, 1, 1, 0, 0x1p-15});
+    const auto input = tone(37632, 0.25);
+    ErrorFeedbackState channel;
+    std::vector<double> x;
+    for (auto _ : state) {
+        x = input;
+        table.uniform(loop, channel, x.data(), x.size());
+        benchmark::DoNotOptimize(x.data());
+    }
+    state.SetLabel(table.level);
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * input.size()));
+}
+BENCHMARK(requantiser)->DenseRange(0, 2);
+
+/// Items are multiply-adds.
+void oversampler(benchmark::State& state)
+{
+    const KernelTable table = tableFor(state.range(0));
+    const std::size_t n = 588, L = 64, taps = 128;
+    const PhaseTable phases(tone(L * taps, 1), L);
+    const auto in = tone(n, 0.5);
+    std::vector<double> history(taps + n), out(n * L);
+    for (auto _ : state) {
+        fir_upsample(in.data(), history.data(), out.data(), n, phases, 0, table, nullptr);
+        benchmark::DoNotOptimize(out.data());
+    }
+    state.SetLabel(table.level);
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * n * L * taps));
+}
+BENCHMARK(oversampler)->DenseRange(0, 2);
+
+void packing(benchmark::State& state)
+{
+    const KernelTable table = tableFor(state.range(0));
+    const auto x = tone(37632, 1);
+    std::vector<std::uint8_t> out(x.size() / 8);
+    for (auto _ : state) {
+        table.pack(x.data(), out.data(), out.size(), true);
+        benchmark::DoNotOptimize(out.data());
+    }
+    state.SetLabel(table.level);
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * x.size()));
+}
+BENCHMARK(packing)->DenseRange(0, 2);
+
+} // namespace

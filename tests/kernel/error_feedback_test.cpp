@@ -1,0 +1,155 @@
+#include "pipeline/kernel/error_feedback.h"
+#include "tests/kernel/levels.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <limits>
+
+namespace tesk::kernel {
+namespace {
+
+constexpr ErrorFeedbackSettings kOneBit{1.02, 3.0, 0.75, 0.65, 0x1p-24, 0.0};
+
+/// The order-15 profile of the default modulator.
+std::vector<Sos> profile()
+{
+    return {{1, -1, 0, -0.66, 0},
+            {1, -1.7199957379270223, 0.7396, -1.9377782849695224, 0.9409},
+            {1, -1.9399891837564278, 0.9409, -1.8975099561014925, 0.9025},
+            {1, -1.8999576272051595, 0.9025, -1.7149081518673288, 0.73874025},
+            {1, -1.9759230715301481, 0.976144, -1.893917612042176, 0.9018482317384574},
+            {1, -1.983685752737829, 0.984064, -1.861617379503551, 0.8735953227804367},
+            {1, -1.990939224774597, 0.992016, -1.8710601494645787, 0.8954036811645628},
+            {1, -1.9942485524801261, 0.996004, -1.6606941638434825, 0.7209757851283255}};
+}
+
+std::vector<double> run(const KernelTable& table, const ErrorFeedbackLoop& loop, std::vector<double> x,
+                        const std::vector<std::size_t>& cuts, ErrorFeedbackState& state)
+{
+    std::size_t at = 0;
+    for (std::size_t i = 0; at < x.size(); ++i) {
+        const std::size_t n = std::min(cuts[i % cuts.size()], x.size() - at);
+        table.oneBit(loop, state, x.data() + at, n);
+        at += n;
+    }
+    return x;
+}
+
+// The loop as its definition reads, written a second time for this test, in extended precision: rounding apart, all
+// levels must take the same decisions until the difference has grown to the size of a decision.
+TEST(ErrorFeedback, EveryLevelFollowsTheFormulaForTheFirstDecisions)
+{
+    const auto sections = profile();
+    const auto x = sine(15000, 0.25, 1000.0 / 2822400);
+    std::vector<long double> s1(8), s2(8);
+    std::uint64_t generator = 0x9e3779b95f6c7906;
+    long double feedback = 0;
+    std::vector<double> expected;
+    for (double in : x) {
+        generator = generator * 6364136223846793005ULL + 1442695040888963407ULL;
+        const long double d = (2.0L * static_cast<long double>(generator >> 11) * 0x1p-53L - 1.0L) * 0x1p-24L;
+        const long double v = d + in + feedback;
+        const long double y = v >= 0 ? 1 : -1;
+        long double e = v - 1.02L * (y + d);
+        ASSERT_LT(std::fabs(static_cast<double>(e)), 3.0);
+        feedback = 0;
+        for (std::size_t k = 0; k < 8; ++k) {
+            const Sos& s = sections[k];
+            const long double out = e + s1[k];
+            s1[k] = s.b1 * e - s.a1 * out + s2[k];
+            s2[k] = s.b2 * e - s.a2 * out;
+            e = out;
+            feedback -= s1[k];
+        }
+        expected.push_back(static_cast<double>(y));
+    }
+    const ErrorFeedbackLoop loop(sections, kOneBit);
+    for (const KernelTable& table : tablesOfThisMachine()) {
+        ErrorFeedbackState state;
+        EXPECT_EQ(run(table, loop, x, {x.size()}, state), expected) << table.level;
+    }
+}
+
+// Seams: however a stream is cut into calls, the bits are the same; also where the guard acts in every other block.
+TEST(ErrorFeedback, AnyCutGivesTheSameBits)
+{
+    const ErrorFeedbackLoop loop(profile(), kOneBit);
+    for (const double level : {0.25, 0.49})
+        for (const KernelTable& table : tablesOfThisMachine()) {
+            const auto x = sine(60000, level, 1000.0 / 2822400);
+            ErrorFeedbackState whole, cut;
+            const auto expected = run(table, loop, x, {x.size()}, whole);
+            EXPECT_EQ(run(table, loop, x, {1, 7, 8, 64, 3, 1000, 13}, cut), expected) << table.level << ' ' << level;
+            EXPECT_EQ(whole.clips, cut.clips);
+            EXPECT_EQ(whole.firstClip, cut.firstClip);
+            EXPECT_EQ(whole.clips > 0, level > 0.4) << "full scale overloads the profile, half of it does not";
+        }
+}
+
+// The guard in numbers: with a threshold that every error exceeds, e and the states follow the definition.
+TEST(ErrorFeedback, GuardScalesTheErrorAndAllStates)
+{
+    const std::vector<Sos> sections{{1, -1, 0, -0.5, 0}};
+    const ErrorFeedbackSettings settings{1.0, 0.25, 0.5, 0.5, 0.0, 0.0};
+    const ErrorFeedbackLoop loop(sections, settings);
+    const auto x = noise(200);
+    std::vector<double> expected;
+    double s1 = 0;
+    std::uint64_t clips = 0;
+    for (double in : x) {
+        const double v = in - s1, y = v >= 0 ? 1.0 : -1.0;
+        double e = v - y;
+        if (std::fabs(e) > 0.25) {
+            e *= 0.5;
+            s1 *= 0.5;
+            ++clips;
+        }
+        s1 = -e + 0.5 * (e + s1);
+        expected.push_back(y);
+    }
+    for (const KernelTable& table : tablesOfThisMachine()) {
+        ErrorFeedbackState state;
+        EXPECT_EQ(run(table, loop, x, {x.size()}, state), expected) << table.level;
+        EXPECT_EQ(state.clips, clips);
+    }
+}
+
+TEST(ErrorFeedback, AStateThatIsNoNumberIsRestarted)
+{
+    const ErrorFeedbackLoop loop(profile(), kOneBit);
+    for (const KernelTable& table : tablesOfThisMachine()) {
+        ErrorFeedbackState state;
+        std::vector<double> x(64, 0.1);
+        x[5] = std::numeric_limits<double>::infinity();
+        table.oneBit(loop, state, x.data(), x.size());
+        EXPECT_EQ(state.restarts, 1U) << table.level;
+        std::vector<double> quiet(4096, 0.0);
+        table.oneBit(loop, state, quiet.data(), quiet.size());
+        const auto ones = std::count(quiet.begin(), quiet.end(), 1.0);
+        EXPECT_NEAR(static_cast<double>(ones), 2048, 40) << "silence is half ones again";
+    }
+}
+
+// 16-bit words out, and an error that a two-pole average (a crude audio band) hardly sees.
+TEST(ErrorFeedback, UniformQuantiserStaysOnItsGridAndPushesTheErrorUp)
+{
+    const ErrorFeedbackLoop loop(std::vector<Sos>(4, Sos{1, -2, 1, -1.5, 0.5625}), {1, 0, 1, 1, 0, 0x1p-15});
+    for (const KernelTable& table : tablesOfThisMachine()) {
+        const auto x = sine(40000, 0.3, 1000.0 / 2822400);
+        auto y = x;
+        ErrorFeedbackState state;
+        table.uniform(loop, state, y.data(), 12345);
+        table.uniform(loop, state, y.data() + 12345, y.size() - 12345);
+        double slow = 0, slower = 0, largest = 0;
+        for (std::size_t i = 0; i < x.size(); ++i) {
+            ASSERT_EQ(std::nearbyint(y[i] * 32768), y[i] * 32768);
+            slow += (y[i] - x[i] - slow) * 0.02;
+            slower += (slow - slower) * 0.02;
+            if (i > 4000) largest = std::max(largest, std::fabs(slower));
+        }
+        EXPECT_LT(largest, 1e-7) << table.level << ": half a step alone would be 1.5e-5";
+    }
+}
+
+} // namespace
+} // namespace tesk::kernel
