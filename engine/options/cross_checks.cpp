@@ -1,0 +1,106 @@
+#include "engine/options/cross_checks.h"
+
+#include "engine/options/option_table.h"
+#include "engine/options/options.h"
+
+#include <algorithm>
+#include <array>
+
+namespace tesk {
+namespace {
+
+bool reject(Reporter& report, const std::string& text)
+{
+    report.error("%s", text.c_str());
+    return false;
+}
+
+bool optionsAgree(const ConversionSettings& s, Reporter& report)
+{
+    const auto given = [&](const char* name) { return s.given.count(name) != 0 ? 1 : 0; };
+    if (given("--mash") + given("--cifb") + given("--sos-ef") > 1)
+        return reject(report,
+                      "Error : --mash / --cifb / --sos-ef are mutually exclusive — pick exactly one modulator.\n"
+                      "        (the engine used to silently drop one of them when several are given, so this is "
+                      "rejected outright so you never get an unexpected result)\n");
+    if (s.passbandCutoff > 0 && s.stopbandCutoff > 0 && s.stopbandCutoff <= s.passbandCutoff)
+        return reject(report, format("Error: stopband_cutoff [%d] must be > passband_cutoff [%d]\n", s.stopbandCutoff,
+                                     s.passbandCutoff));
+    return true;
+}
+
+bool filesAreNamed(const ConversionSettings& s, Reporter& report)
+{
+    const bool listing = s.presetList || s.listDevices;
+    if (s.measure && s.inputs.empty()) return reject(report, "--measure needs an input file (WAV/FLAC/AIFF)\n");
+    if (s.inputs.empty() && !listing && !s.record)
+        return reject(report, format("%-20s\tNo input files specified.\n", "Report"));
+    if (s.pipe && !s.outputPath.empty() && s.outputPath != "-")
+        return reject(report, format("Error : --pipe writes to standard output, so the output file %s cannot be "
+                                     "written too.\n",
+                                     s.outputPath.c_str()));
+    const bool hasOutput = s.pipe || !s.outputPath.empty();
+    if (!hasOutput && !listing && !s.measure && !s.record && !s.batch)
+        return reject(report, format("%-20s\tNo output file specified.\n", "Report"));
+    if (hasOutput && s.inputs.size() > 1 && !s.measure && !s.batch)
+        return reject(report, "Outfile extension unsupport multiple inputs.\n");
+    return true;
+}
+
+constexpr std::array<std::string_view, 4> kContainers = {"dsf", "dff", "dst", "wsd"};
+
+bool extensionFits(const ConversionSettings& s, const std::string& extension, Reporter& report)
+{
+    if (!s.format.empty()) {
+        if (!extension.empty() && extension != s.format)
+            report.line("Report", "note: --format %s overrides the output extension '%s'\n", s.format.c_str(),
+                        extension.c_str());
+        return true;
+    }
+    if (extension.empty()) return reject(report, "Error : Outfile extension is not found\n");
+    if (s.dxd || std::find(kContainers.begin(), kContainers.end(), extension) != kContainers.end()) return true;
+    return reject(report, format("%-20s\tError: unsupported PDM output extension '.%s'.\n"
+                                 "  Non-DXD conversion writes a PDM container — use .dsf/.dff/.dst/.wsd.\n"
+                                 "  (FLAC/WAV output belongs to the --dxd path, e.g. -i in.wav out.flac --dxd "
+                                 "--dxd-samplerate 352800)\n",
+                                 "Report", extension.c_str()));
+}
+
+/// What the extension alone asks for; a --format has said so itself.
+void takeContainerFromExtension(ConversionSettings& s, const std::string& extension,
+                                std::vector<Unavailable>& unavailable)
+{
+    if (!s.format.empty() || s.dxd) return;
+    if (extension == "dst") s.dst = true;
+    const std::string container = extension == "dst" ? "dff" : extension;
+    for (const Choice& choice : findOption("--format")->choices)
+        if (container == choice.word && choice.unavailable)
+            unavailable.push_back({"the output extension ." + extension, choice.unavailable});
+}
+
+void printWarnings(const ConversionSettings& s, Reporter& report)
+{
+    if (!s.masteringPreset.empty() && !(s.presetLoadPath.empty() && s.presetSavePath.empty()))
+        report.err("Warning: --mastering-preset and --preset-load/--preset-save both used. The latter option wins.\n");
+    if (s.dither && !s.dxd)
+        report.err("Warning: --dither has no effect on DSD output -- DSD is 1-bit, there is no bit depth to reduce; "
+                   "each modulator quantization stage already applies TPDF dither and noise shaping. --dither only "
+                   "applies to PCM output.\n");
+}
+
+} // namespace
+
+bool passesCrossChecks(ConversionSettings& settings, Reporter& report, std::vector<Unavailable>& unavailable)
+{
+    if (!optionsAgree(settings, report) || !filesAreNamed(settings, report)) return false;
+    if (settings.pipe) settings.outputPath.assign(1, '-');
+    if (!settings.pipe && !settings.outputPath.empty()) {
+        const std::string extension = outputExtension(settings.outputPath);
+        if (!extensionFits(settings, extension, report)) return false;
+        takeContainerFromExtension(settings, extension, unavailable);
+    }
+    printWarnings(settings, report);
+    return true;
+}
+
+} // namespace tesk

@@ -1,0 +1,1 @@
+tesk_fuzz(options options_fuzz.cpp tesk_options)

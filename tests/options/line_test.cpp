@@ -1,0 +1,212 @@
+// Whole command lines: what stands in the settings afterwards, and what is refused as not built.
+#include "tests/options/command_line.h"
+
+#include <gtest/gtest.h>
+
+namespace tesk::test {
+namespace {
+
+ConversionSettings accepted(const Line& options)
+{
+    const Parsed parsed = parseOptionsOnly(options);
+    EXPECT_EQ(parsed.outcome.status, 0) << parsed.text;
+    EXPECT_EQ(parsed.text, "");
+    return parsed.settings;
+}
+
+/// The settings of a line that is well formed, whether its stages are built or not.
+ConversionSettings understood(const Line& options)
+{
+    const Parsed parsed = parseOptionsOnly(options);
+    EXPECT_NE(parsed.outcome.status, 1) << parsed.text;
+    return parsed.settings;
+}
+
+TEST(CommandLine, EmptyLineSetsNothing)
+{
+    const Parsed parsed = parse({});
+    EXPECT_EQ(parsed.outcome.status, 0);
+    EXPECT_FALSE(parsed.outcome.finished);
+    EXPECT_EQ(parsed.settings, ConversionSettings{});
+    EXPECT_EQ(parsed.text, "");
+}
+
+TEST(CommandLine, InformationEndsTheRunBeforeAnyError)
+{
+    const Parsed version = parse({"--nonsense", "--ver"});
+    EXPECT_TRUE(version.outcome.finished);
+    EXPECT_EQ(version.outcome.status, 0);
+    EXPECT_EQ(version.text.rfind("Program             \tTesk Engine 1.0.0", 0), 0u);
+    const Parsed help = parse({"-os", "x", "-h"});
+    EXPECT_TRUE(help.outcome.finished);
+    EXPECT_EQ(help.settings, ConversionSettings{});
+}
+
+TEST(CommandLine, BoundariesThatAreStillAccepted)
+{
+    EXPECT_EQ(accepted({"-os", "4096"}).oversampling, 4096);
+    EXPECT_EQ(accepted({"-os", "1.28e2"}).oversampling, 128);
+    EXPECT_EQ(accepted({"-t", "512"}).taps, 512);
+    EXPECT_EQ(accepted({"--track", "998"}).metadata.track, 998);
+    EXPECT_EQ(accepted({"-nt", "1"}).noiseThresholdDb, 1.0);
+    EXPECT_EQ(accepted({"--soft-limiter", "0.2"}).softLimiterDelta, 0.2);
+    EXPECT_EQ(accepted({"--soft-limiter", "0"}).softLimiterDelta, 0.0);
+    EXPECT_EQ(accepted({"-b", "24"}).beta, 24.0);
+    EXPECT_EQ(accepted({"--lal-lookahead", "1000"}).lookaheadMs, 1000.0);
+    EXPECT_EQ(accepted({"-pc", "20000", "-sc", "20001"}).stopbandCutoff, 20001);
+    EXPECT_EQ(accepted({"-pc", "30000", "-sc", "auto"}).passbandCutoff, 30000); // nothing to compare with yet
+    EXPECT_EQ(understood({"--psy-phon", "90"}).psyPhon, 90);
+    EXPECT_EQ(understood({"--cifb", "99"}).cifbOrder, 99);
+    for (const int order : {3, 5, 7, 9, 11, 15})
+        EXPECT_EQ(accepted({"--sos-ef", std::to_string(order)}).sosEfOrder, order);
+}
+
+TEST(CommandLine, ValuesStandWhateverTheyLookLike)
+{
+    const auto settings = understood({"--title", "-os", "-p", "-0.7", "--comment", "", "-z", "-1", "2e3", "3"});
+    EXPECT_EQ(settings.metadata.title, "-os");
+    EXPECT_EQ(settings.metadata.comment, "");
+    EXPECT_EQ(settings.pole, -0.7);
+    EXPECT_EQ(settings.zeros, (std::vector<double>{-1, 2000, 3}));
+    EXPECT_EQ(settings.oversampling, 64);
+    EXPECT_EQ(parse({"-i", "-q", "o.dsf"}).settings.inputs, Line{"-q"});
+}
+
+TEST(CommandLine, OptionalValuesAreTakenOnlyWhenTheyAreOne)
+{
+    EXPECT_EQ(parse({"-i", "a.wav", "--apo", "o.dsf"}).settings.apodizingMode, 2);
+    EXPECT_EQ(accepted({"--apo", "aggressive"}).apodizingMode, 3);
+    EXPECT_EQ(parse({"-i", "a.wav", "--sos-ef", "o.dsf"}).settings.sosEfOrder, 15);
+    EXPECT_EQ(understood({"--cifb"}).cifbOrder, 4);
+    EXPECT_EQ(parse({"--soft-limiter", "-q", "-i", "a.wav", "o.dsf"}).settings.softLimiterDelta, 0.05);
+    EXPECT_EQ(understood({"--rg", "album", "--rg"}).replayGainMode, "track");
+    EXPECT_TRUE(understood({"--dither"}).dither);
+    const auto mash = understood({"--mash", "topo:222", "iir2", "-q"});
+    EXPECT_EQ(mash.mashTopology, 222);
+    EXPECT_EQ(mash.mashErrorFeedback, "iir2");
+    EXPECT_TRUE(mash.quad);
+    EXPECT_EQ(understood({"--mash", "topo:3"}).mashTopology, 222); // the third order falls back to the second
+    const auto surround = understood({"--surround", "15", "80", "side"});
+    EXPECT_EQ(surround.surroundMix, 80.0);
+    EXPECT_TRUE(surround.surroundSide);
+    EXPECT_FALSE(surround.surroundBalance);
+    const auto compressor = understood({"--compressor", "-20", "4", "hard", "5"});
+    EXPECT_EQ(compressor.compressorThresholdDb, -20.0);
+    EXPECT_EQ(compressor.compressorKnee, "hard");
+    EXPECT_EQ(compressor.compressorAttackMs, 5.0);
+    EXPECT_FALSE(compressor.compressorReleaseMs);
+}
+
+// An optional file must not eat the output.
+TEST(CommandLine, OptionalFilesLeaveTheOutputAlone)
+{
+    const auto last = parse({"-i", "a.wav", "--noise-reduce", "o.dsf"}).settings;
+    EXPECT_EQ(last.outputPath, "o.dsf");
+    EXPECT_EQ(last.noiseReducePath, "");
+    const auto both = parse({"-i", "a.wav", "--convolve", "x.wav", "y.wav", "o.dsf"}).settings;
+    EXPECT_EQ(both.convolvePaths, (Line{"x.wav", "y.wav"}));
+    EXPECT_EQ(both.outputPath, "o.dsf");
+    const auto after = parse({"-i", "a.wav", "o.dsf", "--noise-reduce", "n.prof"}).settings;
+    EXPECT_EQ(after.noiseReducePath, "n.prof");
+    EXPECT_EQ(parse({"--noise-reduce", "--pipe", "-i", "a.wav"}).settings.noiseReducePath, "");
+}
+
+TEST(CommandLine, ListsOfBandsAndPoints)
+{
+    const auto bands = accepted({"-eq", "100", "-3", "50", "-eq", "1e3", "2.5", "300"}).eqBands;
+    EXPECT_EQ(bands, (std::vector<EqBand>{{100, -3.0, 50}, {1000, 2.5, 300}}));
+    const auto eq = understood({"--eq", "100,3,0.7;8000,-2,1.5k"}).parametricBands;
+    EXPECT_EQ(eq, (std::vector<ParametricBand>{{100, 3, 0.7, 'q'}, {8000, -2, 1.5, 'k'}}));
+    EXPECT_EQ(understood({"--compand", "-60,-70;0,-3", "5"}).compandPoints,
+              (std::vector<CompandPoint>{{-60, -70}, {0, -3}}));
+    for (const char* bad : {"", ";", "1,2,3;", "1,2,", "1,2,3,4", "0,1,1", "1,x,1", "1,1,k"})
+        EXPECT_EQ(parse({"--eq", bad, "-i", "a", "o.dsf"}).outcome.status, 1) << bad;
+    for (const char* bad : {"", "1", "1,2;", "1,2,3"})
+        EXPECT_EQ(parse({"--compand", bad, "-i", "a", "o.dsf"}).outcome.status, 1) << bad;
+}
+
+TEST(CommandLine, TheLaterOfTwoGainsCounts)
+{
+    EXPECT_DOUBLE_EQ(accepted({"-abs", "3", "-absdb", "-20"}).inputGain, 0.1);
+    EXPECT_DOUBLE_EQ(accepted({"-absdb", "-20", "-abs", "3"}).inputGain, 3.0);
+    EXPECT_EQ(accepted({"--headroom", "auto"}).headroom.kind, Headroom::Kind::automatic);
+    EXPECT_EQ(accepted({"--headroom", "60"}).headroom, (Headroom{Headroom::Kind::fixed, 60.0}));
+    EXPECT_FALSE(accepted({"--quiet", "-v"}).quiet);
+    EXPECT_TRUE(accepted({"-v", "--quiet"}).quiet);
+}
+
+TEST(CommandLine, WindowsByNumberAndByName)
+{
+    const char* names[] = {"kaiser", "blackman", "flattop", "bartlett", "hamming", "hanning"};
+    for (int type = 0; type < 6; ++type) {
+        EXPECT_EQ(accepted({"-w", names[type]}).windowType, type);
+        EXPECT_EQ(accepted({"-w", std::to_string(type)}).windowType, type);
+    }
+}
+
+TEST(CommandLine, DashAndPipeAreTheSame)
+{
+    for (const Line& line :
+         {Line{"-i", "a.wav", "-"}, Line{"-i", "a.wav", "--pipe"}, Line{"--pipe", "-", "-i", "a.wav"}}) {
+        const Parsed parsed = parse(line);
+        EXPECT_EQ(parsed.outcome.status, 0) << parsed.text;
+        EXPECT_TRUE(parsed.settings.pipe);
+        EXPECT_EQ(parsed.settings.outputPath, "-");
+    }
+}
+
+TEST(CommandLine, FormatWinsOverTheExtension)
+{
+    const Parsed other = parse({"-i", "a.wav", "o.Dff", "--format", "dsf"});
+    EXPECT_EQ(other.outcome.status, 0);
+    EXPECT_EQ(other.text, "Report              \tnote: --format dsf overrides the output extension 'dff'\n");
+    EXPECT_EQ(parse({"-i", "a.wav", "o.DSF", "--format", "dsf"}).text, "");
+    EXPECT_EQ(parse({"-i", "a.wav", "o", "--format", "dsf"}).outcome.status, 0);
+    EXPECT_EQ(outputExtension("a.b/c.D.DsF"), "dsf");
+    EXPECT_EQ(outputExtension("a.b\\c"), "");
+    EXPECT_EQ(outputExtension("c."), "");
+}
+
+TEST(CommandLine, HostArgumentsAreSkipped)
+{
+    const auto settings = accepted({"-inproc-host", "-inproc-ctl", "140001", "-inproc-ctl-fn", "140002"});
+    EXPECT_EQ(settings.outputPath, "out.dsf");
+    EXPECT_EQ(parse({"-i", "a.wav", "o.dsf", "-inproc-ctl"}).outcome.status, 0);
+}
+
+std::string refusal(const std::string& what, const std::string& reason)
+{
+    return "Error : " + what + " is not available in this version: " + reason + ". Nothing was converted.\n";
+}
+
+TEST(NotBuilt, EveryOffenderIsNamedOnceAndAsTyped)
+{
+    const Parsed parsed = parseOptionsOnly({"--mash", "-m", "-m", "--format", "wsd", "--filter-type", "minphase"});
+    EXPECT_EQ(parsed.outcome.status, DSD_ERROR_UNSUPPORTED);
+    EXPECT_EQ(parsed.text, "Report              \tnote: --format wsd overrides the output extension 'dsf'\n" +
+                               refusal("--mash", "MASH modulators are not built yet") +
+                               refusal("-m", "minimum-phase filters are not built yet") +
+                               refusal("--format wsd", "the WSD writer is not built yet") +
+                               refusal("--filter-type minphase", "minimum-phase filters are not built yet"));
+}
+
+TEST(NotBuilt, ErrorsOfTheLineComeFirst)
+{
+    EXPECT_EQ(parse({"--mash", "-i", "a.wav"}).outcome.status, 1);
+    EXPECT_EQ(parseOptionsOnly({"--mash", "--taps", "7"}).text, "TAPS must be even and >= 512.\n");
+}
+
+TEST(NotBuilt, ContainersByExtensionAndModesWithoutFiles)
+{
+    const Parsed dst = parse({"-i", "a.wav", "o.DST"});
+    EXPECT_EQ(dst.outcome.status, DSD_ERROR_UNSUPPORTED);
+    EXPECT_TRUE(dst.settings.dst);
+    EXPECT_EQ(dst.text, refusal("the output extension .dst", "the DFF writer is not built yet"));
+    for (const char* mode : {"--preset-list", "--list-devices", "--record"})
+        EXPECT_EQ(parse({mode}).outcome.status, DSD_ERROR_UNSUPPORTED) << mode;
+    EXPECT_EQ(parse({"--measure", "-i", "a.wav", "-i", "b.wav"}).outcome.status, DSD_ERROR_UNSUPPORTED);
+    EXPECT_EQ(parse({"--dxd", "-i", "a.wav", "o.flac"}).outcome.status, DSD_ERROR_UNSUPPORTED);
+}
+
+} // namespace
+} // namespace tesk::test
