@@ -1,0 +1,67 @@
+// Level, noise and spurious tones of one channel, from one long windowed transform.
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <vector>
+
+namespace tesk::measure {
+
+/// One peak of a spectrum. Levels are peak levels: 0 dBFS is a sine of amplitude 1.
+struct Component {
+    double hz = 0.0;
+    double dbfs = -400.0;
+};
+
+/// Kaiser-windowed (β = 38) power spectrum of a segment, its mean removed.
+///
+/// With β = 38 the window's side lobes lie below double precision, so that nothing but the main lobe, `skirt()` bins
+/// to either side of a tone, needs to be left out when the noise next to a tone is added up.
+class Spectrum {
+public:
+    /// @param segment  [n], n a power of two of at least 4096; full scale ±1
+    /// @param rate     Hz
+    Spectrum(std::span<const double> segment, double rate);
+
+    std::size_t bins() const { return power_.size(); } ///< n/2 + 1, DC and half the rate included
+    double binHz() const { return binHz_; }
+    double rate() const { return rate_; }
+    double mean() const { return mean_; } ///< weighted by the window; full scale ±1
+
+    /// The share of a bin in the mean square of the segment. Bins add up to it, whatever the window.
+    double power(std::size_t bin) const { return power_[bin]; }
+    /// What a sine in the middle of this bin would read, dBFS.
+    double sineDb(std::size_t bin) const;
+
+    static constexpr std::size_t skirt() { return 14; }
+
+private:
+    double rate_, binHz_, mean_ = 0.0;
+    double sineScale_ = 0.0; // from a bin's power to the power of a sine centred on it
+    std::vector<double> power_;
+};
+
+/// Band limits of the readings, Hz.
+struct Bands {
+    double low = 20.0;
+    double high = 20000.0;
+    double outsideHigh = 100000.0;
+};
+
+struct Readings {
+    std::vector<Component> tones; ///< one for each frequency asked for
+    double noiseDbfs = -400.0;    ///< everything in [low, high] but the tones' skirts; a full-scale sine is 0 dBFS
+    double snrDb = 0.0;           ///< the tones' power over that noise; distortion counts as noise
+    Component spur;               ///< the largest peak in [low, high] but the tones
+    Component outside;            ///< the largest peak in (high, outsideHigh] but the tones
+    double dc = 0.0;              ///< full scale ±1
+};
+
+/// Reads the spectrum. A tone is the largest peak within a skirt of the frequency asked for, and its level the power of
+/// its whole skirt, so a frequency between two bins reads like one on a bin.
+Readings readSpectrum(const Spectrum& spectrum, const std::vector<double>& toneHz, const Bands& bands = {});
+
+/// The largest peak within [lowHz, highHz]: for a caller who does not know the tone.
+Component largestPeak(const Spectrum& spectrum, double lowHz, double highHz);
+
+} // namespace tesk::measure
