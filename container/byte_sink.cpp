@@ -1,0 +1,95 @@
+#include "container/byte_sink.h"
+
+#include "platform/files.h"
+
+#include <algorithm>
+#include <cerrno>
+
+namespace tesk {
+
+Status FileSink::write(Bytes data)
+{
+    errno = 0;
+    const std::size_t written = std::fwrite(data.data(), 1, data.size(), file_);
+    position_ += written;
+    if (written == data.size()) return {};
+    report_.error("Error : write_cached_block: fwrite failed (expected %zu, got %zu): %s\n", data.size(), written,
+                  platform::errorText(errno).c_str());
+    return DSD_ERROR_ASSERT;
+}
+
+Status FileSink::rewrite(std::uint64_t offset, Bytes data)
+{
+    if (!platform::seek64(file_, static_cast<std::int64_t>(offset), SEEK_SET)) return DSD_ERROR;
+    const bool written = std::fwrite(data.data(), 1, data.size(), file_) == data.size();
+    if (!platform::seek64(file_, 0, SEEK_END) || !written) return DSD_ERROR;
+    return {};
+}
+
+Status FileSink::flush()
+{
+    if (std::fflush(file_) == 0) return {};
+    return DSD_ERROR_WRITE;
+}
+
+Status PipeSink::write(Bytes data)
+{
+    const std::size_t written = std::fwrite(data.data(), 1, data.size(), pipe_);
+    position_ += written;
+    if (written == data.size()) return flush();
+    report_.error("Error : Pipe write error\n");
+    return DSD_ERROR_ASSERT;
+}
+
+Status PipeSink::flush()
+{
+    if (std::fflush(pipe_) == 0) return {};
+    report_.error("Error : Pipe write error\n");
+    return DSD_ERROR_ASSERT;
+}
+
+Status MemorySink::write(Bytes data)
+{
+    bytes.insert(bytes.end(), data.begin(), data.end());
+    return {};
+}
+
+Status MemorySink::rewrite(std::uint64_t offset, Bytes data)
+{
+    if (offset + data.size() > bytes.size()) bytes.resize(offset + data.size());
+    std::copy(data.begin(), data.end(), bytes.begin() + static_cast<std::ptrdiff_t>(offset));
+    return {};
+}
+
+BatchSink::BatchSink(ByteSink& next, std::size_t batchBytes) : next_(next), batchBytes_(batchBytes)
+{
+    held_.reserve(batchBytes_);
+}
+
+Status BatchSink::write(Bytes data)
+{
+    while (!data.empty()) {
+        const std::size_t take = std::min(data.size(), batchBytes_ - held_.size());
+        held_.insert(held_.end(), data.begin(), data.begin() + static_cast<std::ptrdiff_t>(take));
+        data = data.subspan(take);
+        if (held_.size() == batchBytes_)
+            if (Status status = flush(); !status) return status;
+    }
+    return {};
+}
+
+Status BatchSink::rewrite(std::uint64_t offset, Bytes data)
+{
+    if (Status status = flush(); !status) return status;
+    return next_.rewrite(offset, data);
+}
+
+Status BatchSink::flush()
+{
+    if (held_.empty()) return {};
+    const Status status = next_.write(held_);
+    held_.clear();
+    return status;
+}
+
+} // namespace tesk

@@ -1,0 +1,116 @@
+#include "container/id3_tag.h"
+
+#include "container/dsf_layout.h"
+#include "engine/base/byte_writer.h"
+#include "platform/files.h"
+
+#include <optional>
+#include <string>
+
+namespace tesk {
+namespace {
+
+constexpr std::size_t kLargestCover = 0x1000000; // 16 MiB
+constexpr std::uint8_t kUtf8 = 3;
+constexpr std::uint8_t kFrontCover = 3;
+
+class Frames {
+public:
+    void text(const char* id, const std::optional<std::string>& value)
+    {
+        if (!value || value->empty()) return;
+        ByteWriter body(ByteOrder::big);
+        body.u8(kUtf8).tag(*value);
+        frame(id, body.take());
+    }
+    void comment(const std::optional<std::string>& value)
+    {
+        if (!value || value->empty()) return;
+        ByteWriter body(ByteOrder::big);
+        body.u8(kUtf8).tag("eng").u8(0).tag(*value);
+        frame("COMM", body.take());
+    }
+    void picture(const std::vector<std::uint8_t>& image)
+    {
+        if (image.empty()) return;
+        const bool png = image.size() >= 8 && image[0] == 0x89 && image[1] == 'P' && image[2] == 'N';
+        ByteWriter body(ByteOrder::big);
+        body.u8(kUtf8).tag(png ? "image/png" : "image/jpeg").u8(0).u8(kFrontCover).u8(0).raw(image);
+        frame("APIC", body.take());
+    }
+    std::vector<std::uint8_t> take() { return out_.take(); }
+
+private:
+    void frame(const char* id, const std::vector<std::uint8_t>& body)
+    {
+        out_.tag(id).u32(static_cast<std::uint32_t>(body.size())).u16(0).raw(body);
+    }
+    ByteWriter out_{ByteOrder::big};
+};
+
+std::vector<std::uint8_t> readCover(const std::string& path, Reporter& report)
+{
+    const platform::FilePtr file(platform::open_utf8(path.c_str(), "rb"));
+    if (!file) {
+        report.warning("the cover '%s' cannot be opened; the file gets no picture\n", path.c_str());
+        return {};
+    }
+    std::vector<std::uint8_t> image(kLargestCover + 1);
+    image.resize(std::fread(image.data(), 1, image.size(), file.get()));
+    if (image.empty() || image.size() > kLargestCover) {
+        report.warning("the cover '%s' %s; the file gets no picture\n", path.c_str(),
+                       image.empty() ? "is empty" : "is larger than 16 MiB");
+        return {};
+    }
+    return image;
+}
+
+/// 28 bits in four bytes of seven, most significant first.
+void synchsafe(ByteWriter& out, std::size_t size)
+{
+    for (int shift = 21; shift >= 0; shift -= 7) out.u8(static_cast<std::uint8_t>((size >> shift) & 0x7F));
+}
+
+} // namespace
+
+std::vector<std::uint8_t> id3Tag(const MetadataRecord& metadata, Reporter& report)
+{
+    if (!metadata.hasUserField()) return {};
+    Frames frames;
+    frames.text("TIT2", metadata.title);
+    frames.text("TPE1", metadata.artist);
+    frames.text("TALB", metadata.album);
+    if (metadata.track) frames.text("TRCK", std::to_string(*metadata.track));
+    frames.text("TDRC", metadata.date);
+    frames.text("TCON", metadata.genre);
+    frames.comment(metadata.comment);
+    if (metadata.coverPath && !metadata.coverPath->empty()) frames.picture(readCover(*metadata.coverPath, report));
+    frames.text("TSSE", kEncoderText);
+    frames.text("TENC", kEncoderText);
+    const std::vector<std::uint8_t> body = frames.take();
+
+    ByteWriter tag(ByteOrder::big);
+    tag.tag("ID3").u8(4).u8(0).u8(0); // version 2.4.0, no flags
+    synchsafe(tag, body.size());
+    tag.raw(body);
+    return tag.take();
+}
+
+Status writeId3TagDSF(ByteSink& sink, const MetadataRecord& metadata, Reporter& report, std::uint64_t& position)
+{
+    position = 0;
+    const std::vector<std::uint8_t> tag = id3Tag(metadata, report);
+    if (tag.empty()) return {};
+    const std::uint64_t end = sink.position();
+    if (Status status = sink.write(tag); !status) return status;
+    ByteWriter pointer(ByteOrder::little);
+    pointer.u64(end);
+    if (!sink.rewrite(kDsfMetadataPointer, pointer.take())) {
+        report.err("Warning: TESK_FSEEK64(20) failed in writeId3TagDSF\n");
+        return {};
+    }
+    position = end;
+    return {};
+}
+
+} // namespace tesk
