@@ -9,6 +9,9 @@ struct CpuFeatures {
     bool sse2 = false, sse41 = false, avx = false, fma = false, avx2 = false, avx512 = false;
 };
 
+/// Tells the processor that the thread is waiting in a loop.
+inline void relaxProcessor() { __builtin_ia32_pause(); }
+
 /// Reads CPUID and XGETBV.
 CpuFeatures cpuFeatures();
 

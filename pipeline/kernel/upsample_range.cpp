@@ -8,6 +8,7 @@
 #include "pipeline/kernel/loops.h"
 #include "pipeline/kernel/phase_table.h"
 
+#include <algorithm>
 #include <immintrin.h>
 
 namespace tesk::kernel {
@@ -47,38 +48,59 @@ template <int Inputs>
     }
 }
 
-template <int Inputs>
+/// `Groups` × 8 phases and `Inputs` positions. With two groups every sample that is spread over a register serves
+/// two multiply-adds, so the loads no longer bound the loop.
+template <int Inputs, int Groups>
 [[gnu::target("avx512f")]] void tileAvx512(const double* rows, size_t rowCount, const double* span, double gain,
                                            double* out, size_t stride, size_t valid)
 {
-    __m512d sum[Inputs];
-    for (auto& s : sum) s = _mm512_setzero_pd();
+    const size_t groupStride = rowCount * kGroup;
+    __m512d sum[Groups][Inputs];
+    for (auto& group : sum)
+        for (auto& s : group) s = _mm512_setzero_pd();
     for (size_t r = 0; r < rowCount; ++r) {
-        const __m512d c = _mm512_load_pd(rows + r * kGroup);
-        for (int j = 0; j < Inputs; ++j)
-            sum[j] = _mm512_fmadd_pd(c, _mm512_set1_pd(span[r + static_cast<size_t>(j)]), sum[j]);
+        __m512d c[Groups];
+        for (int g = 0; g < Groups; ++g)
+            c[g] = _mm512_load_pd(rows + static_cast<size_t>(g) * groupStride + r * kGroup);
+        for (int j = 0; j < Inputs; ++j) {
+            const __m512d x = _mm512_set1_pd(span[r + static_cast<size_t>(j)]);
+            for (int g = 0; g < Groups; ++g) sum[g][j] = _mm512_fmadd_pd(c[g], x, sum[g][j]);
+        }
     }
-    const __m512d g = _mm512_set1_pd(gain);
-    const auto mask = static_cast<__mmask8>((1U << valid) - 1U);
-    for (int j = 0; j < Inputs; ++j)
-        _mm512_mask_storeu_pd(out + static_cast<size_t>(j) * stride, mask, _mm512_mul_pd(sum[j], g));
+    const __m512d scale = _mm512_set1_pd(gain);
+    for (int g = 0; g < Groups; ++g) {
+        const auto mask = static_cast<__mmask8>(g + 1 < Groups ? 0xFF : (1U << valid) - 1U);
+        for (int j = 0; j < Inputs; ++j)
+            _mm512_mask_storeu_pd(out + static_cast<size_t>(j) * stride + static_cast<size_t>(g) * kGroup, mask,
+                                  _mm512_mul_pd(sum[g][j], scale));
+    }
 }
 
 using Tile = void (*)(const double*, size_t, const double*, double, double*, size_t, size_t);
 
-/// Group by group, so that one group's rows stay in the first-level cache while the input runs past them.
-void runTiles(const PhaseTable& phases, const double* history, double* out, size_t first, size_t last, Tile wide,
-              size_t width, Tile narrow)
+/// A tile over `groups` groups of phases and `inputs` positions, and its form for a single position.
+struct Tiling {
+    size_t groups, inputs;
+    Tile wide, narrow;
+};
+
+/// Phases from `firstGroup` on, as many groups at a time as the tile takes, so that their rows stay in the
+/// first-level cache while the input runs past them. Answers the first group that is left.
+size_t runTiles(const Tiling& tiling, const PhaseTable& phases, const double* history, double* out, size_t first,
+                size_t last, size_t firstGroup)
 {
     const size_t L = phases.phases(), rowCount = phases.taps() + 1;
-    for (size_t g = 0; g < phases.groups(); ++g) {
+    size_t g = firstGroup;
+    for (; g + tiling.groups <= phases.groups(); g += tiling.groups) {
         const double* rows = phases.group(g);
-        const size_t base = g * kGroup, valid = L - base < kGroup ? L - base : kGroup;
+        const size_t base = g * kGroup, lastBase = base + (tiling.groups - 1) * kGroup;
+        const size_t valid = std::min(L - lastBase, kGroup);
         size_t i = first;
-        for (; i + width <= last; i += width)
-            wide(rows, rowCount, history + i, phases.gain(), out + i * L + base, L, valid);
-        for (; i < last; ++i) narrow(rows, rowCount, history + i, phases.gain(), out + i * L + base, L, valid);
+        for (; i + tiling.inputs <= last; i += tiling.inputs)
+            tiling.wide(rows, rowCount, history + i, phases.gain(), out + i * L + base, L, valid);
+        for (; i < last; ++i) tiling.narrow(rows, rowCount, history + i, phases.gain(), out + i * L + base, L, valid);
     }
+    return g;
 }
 
 } // namespace
@@ -98,13 +120,14 @@ void upsampleRangeByDots(const PhaseTable& phases, const double* history, double
 void upsampleRangeAvx2(const PhaseTable& phases, const double* history, double* out, size_t first, size_t last,
                        const KernelTable&)
 {
-    runTiles(phases, history, out, first, last, tileAvx2<6>, 6, tileAvx2<1>);
+    runTiles({1, 6, tileAvx2<6>, tileAvx2<1>}, phases, history, out, first, last, 0);
 }
 
 void upsampleRangeAvx512(const PhaseTable& phases, const double* history, double* out, size_t first, size_t last,
                          const KernelTable&)
 {
-    runTiles(phases, history, out, first, last, tileAvx512<14>, 14, tileAvx512<1>);
+    const size_t odd = runTiles({2, 12, tileAvx512<12, 2>, tileAvx512<1, 2>}, phases, history, out, first, last, 0);
+    runTiles({1, 14, tileAvx512<14, 1>, tileAvx512<1, 1>}, phases, history, out, first, last, odd);
 }
 
 } // namespace tesk::kernel

@@ -1,9 +1,25 @@
 #include "pipeline/parallel/worker_pool.h"
 
+#include "platform/cpu_features.h"
+
 #include <algorithm>
 #include <cstdlib>
 
 namespace tesk::parallel {
+
+namespace {
+
+/// The block loop hands over work some hundreds of times a second, and waking a sleeping thread costs as much as
+/// a tenth of a block. So whoever waits looks on for about this many turns first.
+constexpr int kWatchTurns = 2000;
+
+template <class Done>
+void watch(Done done)
+{
+    for (int turn = 0; turn < kWatchTurns && !done(); ++turn) platform::relaxProcessor();
+}
+
+} // namespace
 
 std::size_t workerCount(const char* variable, unsigned hardwareConcurrency)
 {
@@ -39,18 +55,32 @@ void WorkerPool::submit(Task task)
         std::lock_guard guard(lock_);
         ++task.group->open_;
         queue_.push_back(std::move(task));
+        queued_ = queue_.size();
+        if (watching_ && queue_.size() == 1) return; // the watcher takes it
     }
     workAvailable_.notify_one();
+}
+
+void WorkerPool::watchForWork(std::unique_lock<std::mutex>& guard)
+{
+    if (watching_ || stop_ || !queue_.empty()) return;
+    watching_ = true;
+    guard.unlock();
+    watch([this] { return queued_.load(std::memory_order_relaxed) > 0; });
+    guard.lock();
+    watching_ = false;
 }
 
 void WorkerPool::work()
 {
     std::unique_lock guard(lock_);
     for (;;) {
+        watchForWork(guard);
         workAvailable_.wait(guard, [this] { return stop_ || !queue_.empty(); });
         if (queue_.empty()) return;
         Task task = std::move(queue_.front());
         queue_.pop_front();
+        queued_ = queue_.size();
         guard.unlock();
         task.run();
         guard.lock();
@@ -62,6 +92,7 @@ void TaskGroup::run(std::function<void()> task) { pool_.submit({std::move(task),
 
 void TaskGroup::wait()
 {
+    watch([this] { return open_.load(std::memory_order_relaxed) == 0; });
     std::unique_lock guard(pool_.lock_);
     pool_.groupDone_.wait(guard, [this] { return open_ == 0; });
 }

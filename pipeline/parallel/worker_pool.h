@@ -1,6 +1,7 @@
 // The process's worker threads and the queue that feeds them.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
@@ -34,12 +35,15 @@ private:
     };
     void submit(Task task);
     void work();
+    void watchForWork(std::unique_lock<std::mutex>& guard);
 
     std::mutex lock_;
     std::condition_variable workAvailable_;
     std::condition_variable groupDone_;
     std::deque<Task> queue_;
     bool stop_ = false;
+    bool watching_ = false; // one idle worker looks at `queued_` for a moment before it sleeps
+    std::atomic<std::size_t> queued_{0};
     std::vector<std::thread> threads_;
 };
 
@@ -60,7 +64,7 @@ public:
 private:
     friend class WorkerPool;
     WorkerPool& pool_;
-    std::size_t open_ = 0; // guarded by the pool's lock
+    std::atomic<std::size_t> open_{0}; // changed under the pool's lock
 };
 
 /// The size rule as a function of its two inputs; `variable` may be null.

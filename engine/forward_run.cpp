@@ -1,0 +1,81 @@
+#include "engine/forward_run.h"
+
+#include "engine/base/report.h"
+#include "engine/base/reporter.h"
+#include "engine/options/options.h"
+#include "engine/process_state.h"
+#include "pipeline/convert.h"
+#include "pipeline/kernel/dispatch.h"
+#include "pipeline/parallel/worker_pool.h"
+
+namespace tesk {
+namespace {
+
+/// Refuses DSD files before anything is parsed; looks at the values of -i alone, never at the output's name.
+bool refusesDsdInput(const std::vector<std::string>& arguments, Reporter& report)
+{
+    for (std::size_t i = 0; i + 1 < arguments.size(); ++i) {
+        if (arguments[i] != "-i" && arguments[i] != "--input") continue;
+        const std::string& input = arguments[i + 1];
+        const std::string extension = outputExtension(input);
+        if (extension != "dsf" && extension != "dff" && extension != "dst" && extension != "wsd") continue;
+        report.error("Error: input '%s' looks like DSD, but forward mode only takes PCM (FLAC/WAV/AIFF).\n       For "
+                     "PDM2PCM use: -i %s OUTPUT.wav --reverse\n",
+                     input.c_str(), input.c_str());
+        return true;
+    }
+    return false;
+}
+
+double megabytesPerSecond(std::uint64_t bytes, double seconds)
+{
+    return seconds > 0 ? static_cast<double>(bytes) * (1.0 / 1024) * (1.0 / 1024) / seconds : 0.0;
+}
+
+void printClosingLines(const JobResult& result, Reporter& report)
+{
+    if (result.status != DSD_SUCCESS) {
+        report.closing("\nError end. retun %d.\n", static_cast<int>(result.status));
+        return;
+    }
+    const JobTiming& t = result.timing;
+    report.out("%-20s\n", "\nEnd Conversion.");
+    report.out("%-40s%-22s%s\n", "Report", "READ PCM", "WRITE DSD");
+    report.out("%-12s%-28s%-22zu%zu\n", "", "Data size:(Bytes)", static_cast<std::size_t>(t.bytesRead),
+               static_cast<std::size_t>(t.bytesWritten));
+    report.out("%-12s%-28s%-22.2f%.2f\n", "", "Speed:(MBytes/Sec)", megabytesPerSecond(t.bytesRead, t.readSeconds),
+               megabytesPerSecond(t.bytesWritten, t.writeSeconds));
+    report.out("%-12s%-28s%.4f\n", "", "Use all time:(Seconds)", t.totalSeconds);
+    report.closing("\nend. retun %d.\n", 0);
+    report.closing("%-20s\n", "\nOK.");
+}
+
+} // namespace
+
+int runForward(const std::vector<std::string>& arguments)
+{
+    LogReporter report;
+    ProcessState& state = processState();
+    if (refusesDsdInput(arguments, report)) return finish_status(kCommandLineRejected);
+    ConversionSettings settings;
+    const ParseOutcome parsed = parse_options(arguments, settings, report);
+    if (parsed.finished) state.pending_exit_code.store(0);
+    if (parsed.finished || parsed.status != 0) return finish_status(parsed.status);
+    if (arguments.empty()) {
+        report.closing("%-20s\tNo input files specified.\n", "Report");
+        return finish_status(kCommandLineRejected);
+    }
+
+    const kernel::KernelTable& kernels = kernel::kernels(settings.simd);
+    report.line("SIMD: ", "%s\n", kernels.level);
+    log_auto(settings.logRequested || settings.quiet, settings.logPath, settings.quiet ? logSilent : settings.logMode);
+    StopFlag stop(state.host_stop_requested);
+    const JobResult result = convertPcmToPdm(settings, {report, stop, parallel::WorkerPool::instance(), kernels});
+    state.run_result = result.status;
+    printClosingLines(result, report);
+    log_close();
+    // A truncated output is fatal: a process that is the engine's own ends with it.
+    return result.status == DSD_ERROR_ASSERT ? finish_status(result.status) : static_cast<int>(result.status);
+}
+
+} // namespace tesk

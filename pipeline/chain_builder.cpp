@@ -1,0 +1,64 @@
+#include "pipeline/chain_builder.h"
+
+#include "effect/lookahead_limiter_effect.h"
+#include "effect/soft_limiter_effect.h"
+#include "modulator/int16_noise_shaper_effect.h"
+#include "modulator/sos_ef_noise_shaper_effect.h"
+
+#include <memory>
+#include <stdexcept>
+
+namespace tesk {
+namespace {
+
+using namespace p2p::effect;
+
+constexpr double kDefaultDelta = 0.05;
+constexpr double kAttackMs = 0.5, kReleaseMs = 100.0;
+constexpr int kDefaultOrder = 15;
+constexpr int kShaperOrder = 3;
+constexpr double kShaperPole = 0.75;
+
+void appendLimiter(const ConversionSettings& s, const kernel::KernelTable& kernels, EffectChain& chain)
+{
+    if (s.lookaheadLimiter)
+        chain.append(
+            std::make_unique<LookAheadLimiterEffect>(s.lookaheadMs, s.limiterThresholdDb, kAttackMs, kReleaseMs));
+    else if (!s.softLimiterDelta || *s.softLimiterDelta > 0)
+        chain.append(std::make_unique<SoftLimiterEffect>(s.softLimiterDelta.value_or(kDefaultDelta), kernels));
+}
+
+} // namespace
+
+Result<const modulator::OneBitStage*, PDM_ENCODING_STATUS> buildChain(const ConversionSettings& settings, int inputBits,
+                                                                      const kernel::KernelTable& kernels,
+                                                                      parallel::WorkerPool& pool, Reporter& report,
+                                                                      EffectChain& chain)
+{
+    appendLimiter(settings, kernels, chain);
+    if (inputBits <= 16 && !settings.disableInt16Shaper) {
+        const int order = settings.order < 1 ? kShaperOrder : settings.order;
+        const double pole = settings.pole > 0 ? settings.pole : kShaperPole;
+        chain.append(std::make_unique<Int16NoiseShaperEffect>(order, pole, kernels, pool));
+        report.line("Report", "Int16 NS: activated (order=%d, pole=%.3f)\n", order, pole);
+    }
+    int order = settings.sosEfOrder;
+    if (order == 0) {
+        order = kDefaultOrder;
+        report.line("Report", "Default modulator: SOS-EF NS15 profile (override with -o/--cifb/--mash/--sos-ef)\n");
+    }
+    try {
+        auto modulator =
+            std::make_unique<SosEfNoiseShaperEffect>(order, SosEfNoiseShaperEffect::Constants{}, kernels, pool);
+        report.line("Report", "SOS-EF modulator: order %d (auto-generated NTF, Lee peak %.2f dB)\n", modulator->order(),
+                    modulator->peakDb());
+        const modulator::OneBitStage* stage = modulator.get();
+        chain.append(std::move(modulator));
+        return stage;
+    } catch (const std::invalid_argument& error) {
+        report.error("Error : %s\n", error.what());
+        return DSD_ERROR_UNSUPPORTED_ORDER;
+    }
+}
+
+} // namespace tesk

@@ -1,0 +1,38 @@
+// How far a job has come, for people and for programs.
+#pragma once
+
+#include "engine/base/reporter.h"
+
+#include <chrono>
+#include <cstdint>
+
+namespace tesk {
+
+/// On a terminal one line that redraws itself at most ten times a second; with `machineReadable` a
+/// "[PROGRESS] %.1f%%" line a block, straight to standard output.
+class Progress {
+public:
+    struct Shown {
+        bool terminal = false;
+        bool machineReadable = false;
+    };
+
+    /// @param total   frames of the whole job; `framesPerSecond` of the music
+    Progress(std::uint64_t total, std::uint32_t framesPerSecond, Shown shown, Reporter& report);
+
+    void advance(std::uint64_t done);
+    /// Ends the redrawn line.
+    void finish();
+
+private:
+    void redraw(std::uint64_t done, double elapsed);
+
+    std::uint64_t total_;
+    double framesPerSecond_;
+    Shown shown_;
+    Reporter& report_;
+    std::chrono::steady_clock::time_point start_, last_;
+    bool drawn_ = false;
+};
+
+} // namespace tesk

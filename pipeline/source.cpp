@@ -1,0 +1,107 @@
+#include "pipeline/source.h"
+
+#include "platform/files.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <numeric>
+
+namespace tesk {
+namespace {
+
+constexpr std::uint32_t kBlocksPerSecond = 75; // a conversion block is one frame of a DSD disc
+constexpr std::uint32_t kFamilies[] = {44100, 48000};
+constexpr std::uint32_t kMostChannels = 6; // without --forcechannels
+
+bool standardRate(std::uint32_t rate, std::uint32_t family)
+{
+    return rate == family || rate == 2 * family || rate == 4 * family || rate == 8 * family;
+}
+
+Status arrangeChannels(Pcm2pdm& job)
+{
+    Signal& signal = job.recording.signal;
+    const ConversionSettings& settings = job.settings;
+    if (settings.resetChannels > 0) signal.keepFirst(static_cast<std::uint32_t>(settings.resetChannels));
+    if (settings.swapChannels && signal.channels() >= 2) signal.swapChannels(0, 1);
+    if (settings.quad && signal.channels() != 4) {
+        job.report.error("Error : -q/--quad needs four channels, the input has %u\n", signal.channels());
+        return DSD_ERROR_INPUT;
+    }
+    if (settings.forceChannels) {
+        job.report.line("Report", "FORCE DO PCM DATA TO PDM DATA\n");
+    } else if (signal.channels() > kMostChannels) {
+        job.report.error("Error : the input has %u channels; more than %u need -fc/--forcechannels, or keep the first "
+                         "ones with -rc/--resetchannels N\n",
+                         signal.channels(), kMostChannels);
+        return DSD_ERROR_INPUT;
+    }
+    return {};
+}
+
+Status settleRates(Pcm2pdm& job)
+{
+    const std::uint32_t rate = job.recording.info.sampleRate;
+    auto plan = planStream(rate, job.settings.oversampling, job.settings.unsrs);
+    if (!plan) {
+        job.report.error("Not supprot this infile SampleRate\n");
+        job.report.error("%-20s\tSampling rate:\t%d not supprot\n", "", static_cast<int>(rate));
+        return plan.status();
+    }
+    job.plan = *plan;
+    job.plan.channels = job.recording.signal.channels();
+    job.plan.inputGain = job.settings.inputGain;
+    job.plan.firstSampleInLowBit = job.settings.forceEndianness != 'm'; // a DSF byte starts at its low bit
+    job.report.line("PCM Base SampleRate:", "%d (Hz)\n", static_cast<int>(rate));
+    job.report.line("DSD SampleRate:", "%2.4fMHz (DSD%d)%s\n", job.plan.dsdRate / 1e6, job.settings.oversampling,
+                    job.settings.quad ? " QUAD" : "");
+    job.report.line("iSamples:", "%llu\n", static_cast<unsigned long long>(job.recording.signal.frames()));
+    return {};
+}
+
+} // namespace
+
+Result<StreamPlan, PDM_ENCODING_STATUS> planStream(std::uint32_t pcmRate, int oversampling, bool anyDivisor)
+{
+    StreamPlan plan;
+    plan.pcmRate = pcmRate;
+    for (const std::uint32_t family : kFamilies) {
+        const std::uint32_t dsdRate = static_cast<std::uint32_t>(oversampling) * family;
+        const bool divides = pcmRate > 0 && dsdRate % pcmRate == 0 && dsdRate / pcmRate >= 8;
+        if (!standardRate(pcmRate, family) && !(anyDivisor && divides)) continue;
+        plan.dsdRate = dsdRate;
+        plan.factor = dsdRate / pcmRate;
+        // Whole bytes: every block ends at a multiple of eight DSD samples.
+        const std::uint32_t step = 8 / std::gcd(plan.factor, 8U);
+        plan.blockFrames = std::max((pcmRate / kBlocksPerSecond + step - 1) / step * step, step);
+        return plan;
+    }
+    return DSD_ERROR_PCMBASESAMPLERATE;
+}
+
+Status loadSource(Pcm2pdm& job)
+{
+    const auto start = std::chrono::steady_clock::now();
+    const std::string& path = job.settings.inputs.front();
+    std::string error;
+    const Status loaded = open_pcm(path, {job.report, job.stop}, job.recording, error);
+    if (loaded.status() == kHostStopped) return loaded;
+    if (!loaded) {
+        if (!error.empty()) job.report.error("Error : %s\n", error.c_str());
+        return loaded;
+    }
+    reportLoaded(path, job.recording, job.report);
+    job.timing.readSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    job.timing.bytesRead = platform::fileSize(path).value_or(0);
+    if (job.recording.signal.frames() == 0) {
+        job.report.error("Error : the input '%s' holds no samples\n", path.c_str());
+        return DSD_ERROR_INPUT;
+    }
+    if (Status status = settleRates(job); !status) return status;
+    if (Status status = arrangeChannels(job); !status) return status;
+    job.plan.channels = job.recording.signal.channels();
+    return {};
+}
+
+} // namespace tesk
