@@ -29,6 +29,9 @@ std::string outputObstacle(const std::string& path)
     const std::string target = platform::resolveLinks(path);
     if (platform::fileKind(target) == FileKind::directory)
         return quoted("cannot write", path, "it is a directory; name a file in it");
+    // A rename would replace it all the same; whoever made it read-only did not mean that.
+    if (platform::fileKind(target) != FileKind::missing && !platform::isWritable(target))
+        return quoted("cannot write", path, "it is write-protected");
     const std::string directory = directoryOf(target);
     if (platform::fileKind(directory) == FileKind::missing)
         return quoted("cannot write", path, "the folder '" + directory + "' does not exist; create it first");

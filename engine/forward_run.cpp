@@ -1,5 +1,6 @@
 #include "engine/forward_run.h"
 
+#include "effect/stage_registry.h"
 #include "engine/base/report.h"
 #include "engine/base/reporter.h"
 #include "engine/options/options.h"
@@ -7,6 +8,8 @@
 #include "pipeline/convert.h"
 #include "pipeline/kernel/dispatch.h"
 #include "pipeline/parallel/worker_pool.h"
+
+#include <algorithm>
 
 namespace tesk {
 namespace {
@@ -25,6 +28,19 @@ bool refusesDsdInput(const std::vector<std::string>& arguments, Reporter& report
         return true;
     }
     return false;
+}
+
+/// The stages by name, behind the help of the options.
+void printStages(Reporter& report)
+{
+    report.out("\n%-20s\n", "Stages :");
+    for (const auto& stage : p2p::effect::stageRegistry()) report.out("  %-25s\t%s\n", stage.name, stage.usage);
+}
+
+bool asksForHelp(const std::vector<std::string>& arguments)
+{
+    return std::any_of(arguments.begin(), arguments.end(),
+                       [](const auto& word) { return word == "-h" || word == "--help"; });
 }
 
 double megabytesPerSecond(std::uint64_t bytes, double seconds)
@@ -60,6 +76,7 @@ int runForward(const std::vector<std::string>& arguments)
     ConversionSettings settings;
     const ParseOutcome parsed = parse_options(arguments, settings, report);
     if (parsed.finished) state.pending_exit_code.store(0);
+    if (parsed.finished && asksForHelp(arguments)) printStages(report);
     if (parsed.finished || parsed.status != 0) return finish_status(parsed.status);
     if (arguments.empty()) {
         report.closing("%-20s\tNo input files specified.\n", "Report");

@@ -69,13 +69,13 @@ void encode(Pcm2pdm& job)
     runBlockLoop(job, state);
 
     if (job.status.value() == kHostStopped) {
-        if (output.writer().stop()) (void)output.commit(job.report).ok();
+        (void)output.writer().stop().ok(); // what was written stays, and the status is settled
     } else if (job.status.ok()) {
         job.status.keep(output.writer().finish(job.settings.metadata, job.report));
-        for (BlockObserver* observer : state.observers)
-            if (job.status.ok()) observer->report(job.report);
-        if (job.status.ok()) job.status.keep(output.commit(job.report));
+        if (job.status.ok() && !takeStop(job))
+            for (BlockObserver* observer : state.observers) observer->report(job.report);
     }
+    if (job.status.ok() || job.status.value() == kHostStopped) job.status.keep(output.commit(job.report));
     job.timing.bytesWritten = output.writer().bytesWritten();
     reportOverload(job);
 }

@@ -38,6 +38,9 @@ bool sameFile(const std::string& a, const std::string& b);
 /// The path with every symbolic link of its last component followed, dangling ones too.
 std::string resolveLinks(const std::string& path);
 
+/// Whether the existing file may be written to.
+bool isWritable(const std::string& path);
+
 /// Creates a file that did not exist, for writing and reading; null with errno otherwise.
 std::FILE* createExclusive(const std::string& path);
 

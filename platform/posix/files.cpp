@@ -52,6 +52,8 @@ std::string resolveLinks(const std::string& path)
     return current;
 }
 
+bool isWritable(const std::string& path) { return access(path.c_str(), W_OK) == 0; }
+
 std::FILE* createExclusive(const std::string& path)
 {
     const int descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
