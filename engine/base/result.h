@@ -19,6 +19,8 @@ public:
     explicit operator bool() const { return ok(); }
     T& operator*() { return *value_; }
     T* operator->() { return &*value_; }
+    const T& operator*() const { return *value_; }
+    const T* operator->() const { return &*value_; }
     E status() const { return error_; }
 
 private:

@@ -79,7 +79,7 @@ bool applyMash(OptionUse& use)
             settings.mashTopology = *parseInteger(topology);
         } else if (topology == "3") {
             use.report.err("Warning: MASH 3-order not supported, using 2-order\n");
-            settings.mashTopology = 222;
+            settings.mashTopology = 421;
         } else if (feedback == "fir2" || feedback == "iir2") {
             settings.mashErrorFeedback = feedback;
         } else {
