@@ -29,7 +29,10 @@ std::string vformat(const char* text, va_list arguments)
 
 std::string format(const char* text, ...)
 {
-    TESK_FORMATTED(result, text);
+    va_list arguments;
+    va_start(arguments, text);
+    std::string result = vformat(text, arguments);
+    va_end(arguments);
     return result;
 }
 

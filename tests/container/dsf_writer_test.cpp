@@ -68,6 +68,20 @@ TEST(DsfWriter, LaysOutBlocksPerChannelAndFillsTheTailWithSilence)
                 }
 }
 
+// Six hours of DSD1024 in six channels: far beyond 32 bits, in every size of the header.
+TEST(DsfLayout, LongRecordingsOverflowNothing)
+{
+    const std::uint64_t frames = std::uint64_t{6} * 3600 * 44100;
+    const DsdStreamInfo info{6, 45158400, frames, 588, 1024, 1};
+    const std::uint64_t bytes = dsfBytesPerChannel(info);
+    EXPECT_EQ(bytes, frames * 1024 / 8 / 4096 * 4096 + (frames * 128 % 4096 != 0 ? 4096 : 0));
+    const auto header = dsfHeader(info, bytes);
+    EXPECT_EQ(number(header, 12, 8), 6 * bytes + 92);
+    EXPECT_EQ(number(header, 64, 8), bytes * 8);
+    EXPECT_EQ(number(header, 84, 8), 6 * bytes + 12);
+    EXPECT_GT(number(header, 84, 8), std::uint64_t{1} << 36);
+}
+
 TEST(DsfWriter, TagStandsBehindTheDataAndTheHeaderPointsToIt)
 {
     const DsdStreamInfo info{2, 2822400, 588, 588, 64, 1};

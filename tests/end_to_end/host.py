@@ -107,17 +107,18 @@ assert main(*channel([]), "-i", "a.wav", "b.dsf") == 0
 
     def test_a_host_with_a_decimal_comma(self):
         wav(self.path("a.wav"), [sine(3000)])
+        subprocess.run(["localedef", "-i", "de_DE", "-f", "UTF-8", self.path("de_DE.UTF-8")], check=True)
+        os.environ["LOCPATH"] = str(self.folder)
+        self.addCleanup(os.environ.pop, "LOCPATH")
         self.host("""
 import locale
-for name in ("de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8"):
-    try: locale.setlocale(locale.LC_ALL, name)
-    except locale.Error: continue
-    break
-before = locale.localeconv()["decimal_point"]
+locale.setlocale(locale.LC_ALL, "de_DE.UTF-8")
+assert locale.localeconv()["decimal_point"] == ","
 assert main("-i", "a.wav", "a.dsf", "-abs", "0.5", "-b", "7.5") == 0
-assert locale.localeconv()["decimal_point"] == before
+assert main("-i", "a.wav", "a.dsf", "-abs", "0,5") == 1
+assert locale.localeconv()["decimal_point"] == ","
 """)
-        self.assertIn("7.500000", self.log())
+        self.assertIn("\t7.500000\n", self.log())
         self.assertTrue(Dsf(self.path("a.dsf")).consistent)
 
 
