@@ -16,5 +16,9 @@ write_basic_package_version_file("${CMAKE_BINARY_DIR}/TeskEngineConfigVersion.cm
 install(FILES "${CMAKE_BINARY_DIR}/TeskEngineConfig.cmake" "${CMAKE_BINARY_DIR}/TeskEngineConfigVersion.cmake"
   DESTINATION "${package_dir}" COMPONENT development)
 
+# Relative to the .pc file, so that the tree may be installed anywhere.
+file(RELATIVE_PATH TESK_PC_INCLUDE "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig"
+  "/prefix/${CMAKE_INSTALL_INCLUDEDIR}/teskengine")
+set(TESK_PC_INCLUDE "\${pcfiledir}/${TESK_PC_INCLUDE}")
 configure_file(cmake/teskengine.pc.in "${CMAKE_BINARY_DIR}/teskengine.pc" @ONLY)
 install(FILES "${CMAKE_BINARY_DIR}/teskengine.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)

@@ -20,15 +20,21 @@ Status FileSink::write(Bytes data)
 
 Status FileSink::rewrite(std::uint64_t offset, Bytes data)
 {
-    if (!platform::seek64(file_, static_cast<std::int64_t>(offset), SEEK_SET)) return DSD_ERROR;
-    const bool written = std::fwrite(data.data(), 1, data.size(), file_) == data.size();
-    if (!platform::seek64(file_, 0, SEEK_END) || !written) return DSD_ERROR;
-    return {};
+    errno = 0;
+    // The flush in between brings a full disk to light here and not when the file is closed.
+    const bool done = platform::seek64(file_, static_cast<std::int64_t>(offset), SEEK_SET) &&
+                      std::fwrite(data.data(), 1, data.size(), file_) == data.size() && std::fflush(file_) == 0;
+    const int reason = errno;
+    if (platform::seek64(file_, 0, SEEK_END) && done) return {};
+    report_.error("Error : the file's header cannot be completed: %s\n", platform::errorText(reason).c_str());
+    return DSD_ERROR;
 }
 
 Status FileSink::flush()
 {
+    errno = 0;
     if (std::fflush(file_) == 0) return {};
+    report_.error("Error : the last bytes cannot be written: %s\n", platform::errorText(errno).c_str());
     return DSD_ERROR_WRITE;
 }
 

@@ -63,10 +63,10 @@ Status DsfWriter::finish(const MetadataRecord& metadata, Reporter& report)
         report.warning("final batch flush failed (-mc): output is incomplete\n");
         return status;
     }
-    if (Status status = sink_.rewrite(0, dsfHeader(info_, blockGroups_ * kDsfBlockBytes)); !status) {
-        report.warning("the DSF header could not be rewritten: output is incomplete\n");
-        return status;
-    }
+    // The sizes are known beforehand, so this changes nothing but after a miscount; and a pipe cannot seek.
+    const std::uint64_t bytes = blockGroups_ * kDsfBlockBytes;
+    if (bytes != dsfBytesPerChannel(info_))
+        if (Status status = sink_.rewrite(0, dsfHeader(info_, bytes)); !status) return status;
     std::uint64_t position = 0;
     if (Status status = writeId3TagDSF(sink_, metadata, report, position); !status) return status;
     return sink_.flush();

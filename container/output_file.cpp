@@ -26,7 +26,9 @@ std::string quoted(const char* what, const std::string& path, const std::string&
 
 std::string outputObstacle(const std::string& path)
 {
-    const std::string target = platform::resolveLinks(path);
+    // What a link of /proc or /dev leads to need not have a name of its own, so devices keep the user's.
+    const bool device = platform::fileKind(path) == FileKind::other;
+    const std::string target = device ? path : platform::resolveLinks(path);
     if (platform::fileKind(target) == FileKind::directory)
         return quoted("cannot write", path, "it is a directory; name a file in it");
     // A rename would replace it all the same; whoever made it read-only did not mean that.
@@ -44,8 +46,9 @@ Status OutputFile::open(const std::string& path, std::string& error)
 {
     error = outputObstacle(path);
     if (!error.empty()) return DSD_ERROR_OUTPUT;
-    target_ = platform::resolveLinks(path);
-    if (platform::fileKind(target_) == FileKind::other) {
+    const bool device = platform::fileKind(path) == FileKind::other;
+    target_ = device ? path : platform::resolveLinks(path);
+    if (device) {
         file_.reset(platform::open_utf8(target_.c_str(), "wb"));
     } else {
         // A number after the process id, for a name that an earlier, killed run may have left behind.

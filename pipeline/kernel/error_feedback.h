@@ -6,7 +6,7 @@
 //     y = quantise(v)
 //     e = v − g·(y + d)         |e| beyond the clip threshold: e and all states are scaled down
 //     run e through the cascade in transposed direct form II
-//     fb = −Σ s1                so that y = x − (H(z) e)(z), the error shaped by H
+//     fb = −Σ s1                so that v = d + x − (H − 1) e: the error comes out shaped by H
 //
 // The vector loops compute the same numbers in blocks of eight. The cascade is linear, so over a block the
 // feedback is a fixed matrix times the state at its start plus the cascade's impulse response times the block's

@@ -93,6 +93,29 @@ class Trouble(Case):
         self.assertEqual(self.path("out.dsf").read_bytes(), b"precious")
         self.assertEqual(self.leftovers(), ["in.wav", "out.dsf"])
 
+    def test_pipes_and_devices_are_written_directly(self):
+        wav(self.path("in.wav"), [sine(20000)] * 2)
+        run("-i", "in.wav", "file.dsf", cwd=self.folder)
+        expected = self.path("file.dsf").read_bytes()
+        os.mkfifo(self.path("fifo.dsf"))
+        reader = subprocess.Popen(["cat", self.path("fifo.dsf")], stdout=subprocess.PIPE)
+        result = run("-i", "in.wav", "fifo.dsf", cwd=self.folder)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertEqual(reader.communicate()[0], expected)
+        self.assertTrue(self.path("fifo.dsf").is_fifo())
+        result = subprocess.run([TESK, "-i", "in.wav", "/dev/stdout", "--format", "dsf"], capture_output=True,
+                                cwd=self.folder)
+        self.assertEqual((result.returncode, result.stdout), (0, expected), result.stderr)
+
+    def test_a_disk_that_is_full_at_the_very_end_says_so(self):
+        wav(self.path("in.wav"), [sine(1000)])
+        # 8192 + 92 bytes of file, a limit of 8192: the last buffer does not fit.
+        result = subprocess.run(["bash", "-c", f"trap '' XFSZ; ulimit -f 8; exec {TESK} -i in.wav out.dsf --title x"],
+                                capture_output=True, text=True, cwd=self.folder)
+        self.assertNotEqual(result.returncode, 0)
+        self.assertIn("Error : ", result.stderr)
+        self.assertEqual(self.leftovers(), ["in.wav"])
+
     def test_a_closed_pipe_is_an_error_text(self):
         wav(self.path("in.wav"), [sine(300000)] * 2)
         process = subprocess.Popen([TESK, "-i", "in.wav", "-", "-os", "256"], stdout=subprocess.PIPE,
