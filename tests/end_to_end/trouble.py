@@ -98,10 +98,11 @@ class Trouble(Case):
         run("-i", "in.wav", "file.dsf", cwd=self.folder)
         expected = self.path("file.dsf").read_bytes()
         os.mkfifo(self.path("fifo.dsf"))
-        reader = subprocess.Popen(["cat", self.path("fifo.dsf")], stdout=subprocess.PIPE)
+        reader = subprocess.Popen(["cp", self.path("fifo.dsf"), self.path("copy.dsf")])
         result = run("-i", "in.wav", "fifo.dsf", cwd=self.folder)
         self.assertEqual(result.returncode, 0, result.stderr)
-        self.assertEqual(reader.communicate()[0], expected)
+        self.assertEqual(reader.wait(), 0)
+        self.assertEqual(self.path("copy.dsf").read_bytes(), expected)
         self.assertTrue(self.path("fifo.dsf").is_fifo())
         result = subprocess.run([TESK, "-i", "in.wav", "/dev/stdout", "--format", "dsf"], capture_output=True,
                                 cwd=self.folder)

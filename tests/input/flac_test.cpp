@@ -1,5 +1,5 @@
 // FLAC files from the reference encoder: whole, damaged, cut, and without a length.
-#include "load_fixture.h"
+#include "tests/input/load_fixture.h"
 
 namespace tesk {
 namespace {
@@ -102,6 +102,14 @@ TEST_F(Flac, DamageNeverPassesForAWholeFile)
                    file.begin() + static_cast<std::ptrdiff_t>(second) + 9000);
         expectLoss(file, "4096");
     }
+    const std::uint8_t lastHeader[] = {0xFF, 0xF8, 0x71, 0x18, 0x02}; // block 2
+    const auto last = std::search(whole.begin(), whole.end(), std::begin(lastHeader), std::end(lastHeader));
+    ASSERT_NE(last, whole.end());
+    Bytes gap(whole.begin(), found); // the second block cut out cleanly
+    gap.insert(gap.end(), last, whole.end());
+    expectLoss(gap, "4096 of 9001");
+    setTotal(gap, 0);
+    expectLoss(gap, "4096: frames are missing");
     for (const std::size_t length : {second + 100, whole.size() - 1}) {
         Bytes cut(whole.data(), whole.data() + length);
         expectLoss(cut, length < whole.size() - 1 ? "4096 of 9001" : "8192 of 9001");

@@ -1,5 +1,5 @@
 // The choice of the decoder, and what the user is told.
-#include "load_fixture.h"
+#include "tests/input/load_fixture.h"
 
 #include "input/trace_path.h"
 

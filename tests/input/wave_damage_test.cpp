@@ -1,5 +1,5 @@
 // Headers that lie, files that end early, and formats that no program here writes.
-#include "load_fixture.h"
+#include "tests/input/load_fixture.h"
 
 #include <limits>
 
@@ -12,12 +12,13 @@ constexpr std::uint8_t kRiffGuidTail[] = {0x2E, 0x91, 0xCF, 0x11, 0xA5, 0xD6, 0x
 /// A header with any figures in it.
 struct Figures {
     std::uint32_t tag = 1, channels = 2, rate = 44100, bits = 16;
+    std::uint32_t sampleBytes = 0;               // where the block alignment says another width than the bits
     std::optional<std::uint64_t> dataBytes = {}; // declared, where it is not the truth
 };
 
 Bytes formatChunk(const Figures& f, ByteOrder order = ByteOrder::little)
 {
-    const std::uint32_t align = f.channels * ((f.bits + 7) / 8);
+    const std::uint32_t align = f.channels * (f.sampleBytes > 0 ? f.sampleBytes : (f.bits + 7) / 8);
     ByteWriter out(order);
     out.u16(static_cast<std::uint16_t>(f.tag)).u16(static_cast<std::uint16_t>(f.channels)).u32(f.rate);
     out.u32(f.rate * align).u16(static_cast<std::uint16_t>(align)).u16(static_cast<std::uint16_t>(f.bits));
@@ -51,14 +52,15 @@ Bytes rf64(const Figures& f, const Bytes& data)
     return out.take();
 }
 
-/// AIFF at 44100 Hz; `frames` goes into COMM.
-Bytes aiff(const Figures& f, std::uint32_t frames, const Bytes& data)
+/// AIFF at 44100 Hz; `frames` goes into COMM, `offset` bytes of filling stand before the sound.
+Bytes aiff(const Figures& f, std::uint32_t frames, const Bytes& data, std::uint32_t offset = 0)
 {
     ByteWriter out(ByteOrder::big);
     out.tag("FORM").u32(static_cast<std::uint32_t>(46 + data.size())).tag("AIFF").tag("COMM").u32(18);
     out.u16(static_cast<std::uint16_t>(f.channels)).u32(frames).u16(static_cast<std::uint16_t>(f.bits));
     out.u16(f.rate == 0 ? 0 : 0x400E).u64(f.rate == 0 ? 0 : 0xAC44000000000000);
-    out.tag("SSND").u32(static_cast<std::uint32_t>(8 + data.size())).u64(0).raw(data);
+    out.tag("SSND").u32(static_cast<std::uint32_t>(8 + offset + data.size()));
+    out.u32(offset).u32(0).raw(Bytes(offset, 0x5A)).raw(data);
     return out.take();
 }
 
@@ -201,6 +203,18 @@ TEST_F(WaveDamage, RareLayouts)
     ASSERT_EQ(load<WaveReader>(wav({.bits = 20}, wide.raw)), DSD_SUCCESS) << error;
     EXPECT_EQ(recording.info.bitsPerSample, 20);
     expectTruth(wide);
+
+    // 24 bits that take four bytes.
+    const Noise spacious = makeNoise("s32le", 2, 20);
+    ASSERT_EQ(load<WaveReader>(wav({.bits = 24, .sampleBytes = 4}, spacious.raw)), DSD_SUCCESS) << error;
+    expectTruth(spacious);
+
+    const Noise floating = makeNoise("f64le", 2, 20); // without the extension that ffmpeg writes
+    ASSERT_EQ(load<WaveReader>(wave64({.tag = 3, .bits = 64}, floating.raw)), DSD_SUCCESS) << error;
+    expectTruth(floating);
+
+    ASSERT_EQ(load<WaveReader>(aiff({}, 20, bigEndian16(noise), 10)), DSD_SUCCESS) << error;
+    expectTruth(noise);
 
     // An odd chunk with its pad byte in front, and the sound before its description.
     ByteWriter out(ByteOrder::little);

@@ -1,5 +1,5 @@
 // Files that other programs write, against the raw samples they were given.
-#include "load_fixture.h"
+#include "tests/input/load_fixture.h"
 
 #include <sndfile.h>
 

@@ -1,0 +1,52 @@
+#include "input/memory_gate.h"
+
+#include <cstdlib>
+
+namespace tesk {
+namespace {
+
+constexpr double kMiB = 1048576.0;
+constexpr double kGiB = 1073741824.0;
+
+/// channels · frames · bytes ≤ limit, without the product, which may overflow.
+bool fits(std::uint32_t channels, std::uint64_t frames, std::uint64_t bytes, std::uint64_t limit)
+{
+    return channels == 0 || frames <= limit / bytes / channels;
+}
+
+double product(std::uint32_t channels, std::uint64_t frames, double bytes)
+{
+    return static_cast<double>(channels) * static_cast<double>(frames) * bytes;
+}
+
+} // namespace
+
+bool check_signal_memory(std::uint32_t channels, std::uint64_t frames, const LoadContext& context)
+{
+    const auto available = context.availableMemory();
+    if (!available || fits(channels, frames, sizeof(double), *available - *available / 10)) return true;
+    // The text says "2ch" for any number of channels; users and their scripts know it so.
+    context.report.closing(
+        "Error: a %.1f GB signal buffer is needed (2ch x %zu samples), but only %.1f GB of physical memory is "
+        "available -- refusing to allocate.\n"
+        "  This usually means the length declared in the input header cannot be trusted (malformed/truncated), or the "
+        "input is simply too long:\n"
+        "  Please check the file, or use a shorter input / a lower sample rate.\n",
+        product(channels, frames, sizeof(double)) / kGiB, static_cast<std::size_t>(frames),
+        static_cast<double>(*available) / kGiB);
+    return false;
+}
+
+bool checkStreamLimit(std::uint32_t channels, std::uint64_t frames, std::string& error)
+{
+    const char* variable = std::getenv("TESK_STREAM_MAX_MB");
+    const long long megabytes = variable ? std::atoll(variable) : 0;
+    if (megabytes <= 0) return true;
+    const double needed = product(channels, frames, 4), limit = static_cast<double>(megabytes) * kMiB;
+    if (needed <= limit) return true;
+    error = format("decoded PCM needs %.0f MB (%lld frames x %d ch x 4B), over the %.0f MB limit", needed / kMiB,
+                   static_cast<long long>(frames), static_cast<int>(channels), limit / kMiB);
+    return false;
+}
+
+} // namespace tesk

@@ -1,0 +1,31 @@
+// What keeps a broken header from making the engine ask for absurd amounts of memory.
+#pragma once
+
+#include "engine/base/reporter.h"
+#include "engine/base/stop_flag.h"
+#include "platform/memory.h"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace tesk {
+
+/// The world a load works in.
+struct LoadContext {
+    Reporter& report;
+    StopFlag& stop;
+    /// Bytes of physical memory that could be taken; nothing when the system does not say. Tests may lie.
+    std::function<std::optional<std::uint64_t>()> availableMemory = platform::availablePhysicalMemory;
+};
+
+/// Whether a signal of that many frames may be allocated: its samples must fit in nine tenths of the available
+/// memory. A refusal is reported. When the memory cannot be asked for, everything may.
+bool check_signal_memory(std::uint32_t channels, std::uint64_t frames, const LoadContext& context);
+
+/// Whether the recording, counted at four bytes per sample, stays within the MiB of TESK_STREAM_MAX_MB (0 or unset:
+/// no limit); if not, `error` tells both figures.
+bool checkStreamLimit(std::uint32_t channels, std::uint64_t frames, std::string& error);
+
+} // namespace tesk
