@@ -20,8 +20,9 @@ Status FileSink::write(Bytes data)
 
 Status FileSink::rewrite(std::uint64_t offset, Bytes data)
 {
+    // Whatever is still buffered is written first: a seek would drop what does not fit on the disk.
+    if (Status status = flush(); !status) return status;
     errno = 0;
-    // The flush in between brings a full disk to light here and not when the file is closed.
     const bool done = platform::seek64(file_, static_cast<std::int64_t>(offset), SEEK_SET) &&
                       std::fwrite(data.data(), 1, data.size(), file_) == data.size() && std::fflush(file_) == 0;
     const int reason = errno;

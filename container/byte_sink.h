@@ -22,22 +22,30 @@ public:
     virtual Status rewrite(std::uint64_t offset, Bytes data) = 0;
     /// Hands on everything that is held back.
     virtual Status flush() = 0;
+    /// Whether `rewrite` is possible at all.
+    virtual bool seekable() const { return true; }
     /// Bytes written so far, those held back included.
     virtual std::uint64_t position() const = 0;
 };
 
-/// An open file. Reports a short write ("write_cached_block: ...") and answers DSD_ERROR_ASSERT for it.
+/// An open file, or a device that is written like one and then does not seek. Reports what fails; a short write
+/// ("write_cached_block: ...") is DSD_ERROR_ASSERT.
 class FileSink final : public ByteSink {
 public:
-    FileSink(std::FILE* file, Reporter& report) : file_(file), report_(report) {}
+    FileSink(std::FILE* file, Reporter& report, bool seekable = true)
+        : file_(file), report_(report), seekable_(seekable)
+    {
+    }
     Status write(Bytes data) override;
     Status rewrite(std::uint64_t offset, Bytes data) override;
     Status flush() override;
+    bool seekable() const override { return seekable_; }
     std::uint64_t position() const override { return position_; }
 
 private:
     std::FILE* file_;
     Reporter& report_;
+    bool seekable_;
     std::uint64_t position_ = 0;
 };
 
@@ -47,6 +55,7 @@ public:
     PipeSink(std::FILE* pipe, Reporter& report) : pipe_(pipe), report_(report) {}
     Status write(Bytes data) override;
     Status rewrite(std::uint64_t, Bytes) override { return DSD_ERROR; }
+    bool seekable() const override { return false; }
     Status flush() override;
     std::uint64_t position() const override { return position_; }
 

@@ -6,6 +6,11 @@
 #include <algorithm>
 
 namespace tesk {
+namespace {
+
+constexpr std::size_t kLargestBatch = std::size_t{16} << 20; // beyond it a larger call gains nothing
+
+} // namespace
 
 Status DsfWriter::begin(const DsdStreamInfo& info)
 {
@@ -49,7 +54,7 @@ Status DsfWriter::flushTail(Reporter& report)
         std::fill(channel.begin() + static_cast<std::ptrdiff_t>(held_), channel.begin() + kDsfBlockBytes, kDsdSilence);
     if (Status status = writeBlockGroup(); !status) {
         report.warning("tail batch flush failed (-mc): output is incomplete\n");
-        return status;
+        return DSD_ERROR;
     }
     report.line("Report", "DSF tail flushed: %zu residual byte(s) padded to block with 0x69 (DSD silence)\n", held_);
     held_ = 0;
@@ -61,7 +66,7 @@ Status DsfWriter::finish(const MetadataRecord& metadata, Reporter& report)
     if (Status status = flushTail(report); !status) return status;
     if (Status status = batch_->flush(); !status) {
         report.warning("final batch flush failed (-mc): output is incomplete\n");
-        return status;
+        return DSD_ERROR;
     }
     // The sizes are known beforehand, so this changes nothing but after a miscount; and a pipe cannot seek.
     const std::uint64_t bytes = blockGroups_ * kDsfBlockBytes;

@@ -52,14 +52,14 @@ std::vector<std::uint8_t> readCover(const std::string& path, Reporter& report)
 {
     const platform::FilePtr file(platform::open_utf8(path.c_str(), "rb"));
     if (!file) {
-        report.warning("the cover '%s' cannot be opened; the file gets no picture\n", path.c_str());
+        report.alert("the cover '%s' cannot be opened; the file gets no picture\n", path.c_str());
         return {};
     }
     std::vector<std::uint8_t> image(kLargestCover + 1);
     image.resize(std::fread(image.data(), 1, image.size(), file.get()));
     if (image.empty() || image.size() > kLargestCover) {
-        report.warning("the cover '%s' %s; the file gets no picture\n", path.c_str(),
-                       image.empty() ? "is empty" : "is larger than 16 MiB");
+        report.alert("the cover '%s' %s; the file gets no picture\n", path.c_str(),
+                     image.empty() ? "is empty" : "is larger than 16 MiB");
         return {};
     }
     return image;
@@ -103,12 +103,13 @@ Status writeId3TagDSF(ByteSink& sink, const MetadataRecord& metadata, Reporter& 
     if (tag.empty()) return {};
     const std::uint64_t end = sink.position();
     if (Status status = sink.write(tag); !status) return status;
-    ByteWriter pointer(ByteOrder::little);
-    pointer.u64(end);
-    if (!sink.rewrite(kDsfMetadataPointer, pointer.take())) {
+    if (!sink.seekable()) {
         report.err("Warning: TESK_FSEEK64(20) failed in writeId3TagDSF\n");
         return {};
     }
+    ByteWriter pointer(ByteOrder::little);
+    pointer.u64(end);
+    if (Status status = sink.rewrite(kDsfMetadataPointer, pointer.take()); !status) return status;
     position = end;
     return {};
 }

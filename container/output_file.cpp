@@ -53,7 +53,7 @@ Status OutputFile::open(const std::string& path, std::string& error)
     } else {
         // A number after the process id, for a name that an earlier, killed run may have left behind.
         for (int attempt = 0; attempt < 100 && !file_; ++attempt) {
-            temporary_ = format("%s.%d-%d.part", target_.c_str(), platform::processId(), attempt);
+            temporary_ = format("%s/tesk-%d-%d.part", directoryOf(target_).c_str(), platform::processId(), attempt);
             file_.reset(platform::createExclusive(temporary_));
             if (!file_ && errno != EEXIST) break;
         }
@@ -69,9 +69,10 @@ Status OutputFile::commit(std::string& error)
 {
     if (!file_) return DSD_ERROR_OUTPUT;
     errno = 0;
+    const bool intact = std::ferror(file_.get()) == 0;
     const bool synced = direct() ? std::fflush(file_.get()) == 0 : platform::syncToMedium(file_.get());
     const bool closed = std::fclose(file_.release()) == 0;
-    if (!synced || !closed) {
+    if (!intact || !synced || !closed) {
         error = quoted("cannot finish", target_, platform::errorText(errno));
         discard();
         return DSD_ERROR_WRITE;

@@ -30,10 +30,10 @@ public:
     void warn(Reporter& report) const
     {
         if (count_ == 0) return;
-        report.warning("%llu samples are not finite or beyond %g and were set to 0; the first is frame %llu of "
-                       "channel %u\n",
-                       static_cast<unsigned long long>(count_), kLargestSample,
-                       static_cast<unsigned long long>(firstFrame_), firstChannel_ + 1);
+        report.alert("%llu samples are not finite or beyond %g and were set to 0; the first is frame %llu of "
+                     "channel %u\n",
+                     static_cast<unsigned long long>(count_), kLargestSample,
+                     static_cast<unsigned long long>(firstFrame_), firstChannel_ + 1);
     }
 
 private:
@@ -120,11 +120,10 @@ private:
     {
         const auto& declared = recording_.info.declaredFrames;
         if (declared && *declared != frames_)
-            context_.report.warning("the header declares %llu frames, the file holds %llu; the latter are used\n",
-                                    static_cast<unsigned long long>(*declared),
-                                    static_cast<unsigned long long>(frames_));
+            context_.report.alert("the header declares %llu frames, the file holds %llu; the latter are used\n",
+                                  static_cast<unsigned long long>(*declared), static_cast<unsigned long long>(frames_));
         check_.warn(context_.report);
-        for (const std::string& text : reader_.warnings()) context_.report.warning("%s\n", text.c_str());
+        for (const std::string& text : reader_.warnings()) context_.report.alert("%s\n", text.c_str());
     }
 
     PcmReader& reader_;

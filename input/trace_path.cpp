@@ -56,7 +56,7 @@ void tracePath(const std::string& path, bool opened, Reporter& report)
     for (const char16_t unit : utf16(path)) units += format(" %04X", static_cast<unsigned>(unit));
     text += "\nTRACE wide_utf8:" + units + "\nTRACE wide_ansi:" + units;
     text += format("\nTRACE drwav_init_file_w(utf8)=%d (ansi)=%d\n", opened ? 1 : 0, 0);
-    report.err("%s", text.c_str());
+    report.error("%s", text.c_str());
 }
 
 } // namespace tesk

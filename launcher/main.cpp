@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdint>
 #include <cstring>
+#include <fcntl.h>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -35,6 +36,16 @@ extern "C" int32_t readLine(void* queue, char* buffer, int32_t size)
     return 5;
 }
 
+/// Descriptors 0 to 2 that the caller closed: whatever is opened next would take their place, and text for
+/// standard error would end up in the music.
+void fillStandardDescriptors()
+{
+    int descriptor = 0;
+    do descriptor = open("/dev/null", O_RDWR);
+    while (descriptor >= 0 && descriptor <= 2);
+    if (descriptor > 2) close(descriptor);
+}
+
 void installSignals()
 {
     struct sigaction action {};
@@ -50,6 +61,7 @@ void installSignals()
 
 int main(int argc, char** argv)
 {
+    fillStandardDescriptors();
     std::vector<std::string> channel;
     if (pipe(stopPipe) == 0) {
         installSignals();

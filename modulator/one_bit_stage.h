@@ -23,8 +23,8 @@ public:
     virtual std::vector<Overload> overloads() const = 0;
     /// Level of a low tone in the decisions over its level at the stage's input.
     virtual double signalGain() const = 0;
-    /// The loudest steady sine, as its input level in dBFS, at which the first rescues were measured; a modulator
-    /// without such a limit below full scale answers a value above 0.
+    /// The level in dBFS up to which steady sines never needed a rescue; above 0 for a modulator that takes full
+    /// scale.
     virtual double overloadOnsetDbfs() const = 0;
 };
 

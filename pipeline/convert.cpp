@@ -38,7 +38,7 @@ void announceOutput(const Pcm2pdm& job)
 {
     if (!job.settings.pipe) {
         const std::string& path = job.settings.outputPath;
-        job.report.line("Outfile extension:", "%s\n", path.substr(path.find_last_of('.') + 1).c_str());
+        job.report.line("Outfile extension:", "%s\n", "dsf" /* the one container this version writes */);
         job.report.line("Using file output:", "%s\n", path.c_str());
         return;
     }
@@ -71,6 +71,8 @@ void encode(Pcm2pdm& job)
     if (job.status.value() == kHostStopped) {
         (void)output.writer().stop().ok(); // what was written stays, and the status is settled
     } else if (job.status.ok()) {
+        std::size_t drained = 0;
+        job.status.keep(job.chain.flush(nullptr, &drained)); // no stage has a tail
         job.status.keep(output.writer().finish(job.settings.metadata, job.report));
         if (job.status.ok() && !takeStop(job))
             for (BlockObserver* observer : state.observers) observer->report(job.report);

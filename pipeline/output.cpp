@@ -34,7 +34,7 @@ Status JobOutput::open(Pcm2pdm& job)
             job.report.error("Error : %s\n", error.c_str());
             return status;
         }
-        sink_ = std::make_unique<FileSink>(file_.stream(), job.report);
+        sink_ = std::make_unique<FileSink>(file_.stream(), job.report, !file_.direct());
         writer_ = std::make_unique<DsfWriter>(*sink_, job.report, settings.memoryCacheBlocks);
     }
     const StreamPlan& plan = job.plan;

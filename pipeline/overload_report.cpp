@@ -18,9 +18,9 @@ void reportOverload(const Pcm2pdm& job)
                                static_cast<unsigned long long>(o.restarts));
     }
     if (total == 0) return;
-    job.report.error("%-20s\tthe music was too loud for the modulator %llu times and is audibly noisier there; convert "
-                     "it again with --headroom auto, or choose --sos-ef 11\n",
-                     "Warning", static_cast<unsigned long long>(total));
+    job.report.alert("the music was too loud for the modulator %llu times and is audibly noisier there; convert it "
+                     "again with --headroom auto, or choose --sos-ef 11\n",
+                     static_cast<unsigned long long>(total));
 }
 
 } // namespace tesk

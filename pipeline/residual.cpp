@@ -7,7 +7,8 @@ namespace tesk {
 namespace {
 
 constexpr std::size_t kMostFrames = 4096;
-constexpr std::size_t kMostProducts = std::size_t{1} << 25; // keeps the report within some ten milliseconds
+constexpr std::size_t kMostProducts = std::size_t{1} << 25;  // keeps the report within some ten milliseconds
+constexpr std::size_t kMostDecisions = std::size_t{1} << 20; // 8 MiB, beside what one response of the filter needs
 
 /// The prototype backwards, put together again from its phases: element k multiplies the k-th oldest decision.
 std::vector<double> reversedPrototype(const kernel::PhaseTable& phases)
@@ -24,7 +25,7 @@ std::vector<double> reversedPrototype(const kernel::PhaseTable& phases)
 ResidualObserver::ResidualObserver(const Pcm2pdm& job) : job_(job), taps_(job.phases->phases() * job.phases->taps())
 {
     const std::uint64_t available = job.recording.signal.frames();
-    const std::size_t affordable = kMostProducts / taps_;
+    const std::size_t affordable = std::min<std::size_t>(kMostProducts / taps_, kMostDecisions / job.plan.factor);
     frames_ = std::min<std::uint64_t>({kMostFrames, affordable, available / 2});
     first_ = (available - frames_) / 2;
     firstSample_ = first_ * job.plan.factor + 2; // n·L + N + 1 − (N − 1)

@@ -60,6 +60,12 @@ void Reporter::warning(const char* text, ...)
     write(Kind::err, format("%-20s\t", "Warning") + result);
 }
 
+void Reporter::alert(const char* text, ...)
+{
+    TESK_FORMATTED(result, text);
+    write(Kind::error, format("%-20s\t", "Warning") + result);
+}
+
 void Reporter::error(const char* text, ...)
 {
     TESK_FORMATTED(result, text);

@@ -20,6 +20,8 @@ public:
     [[gnu::format(printf, 3, 4)]] void line(const char* label, const char* format, ...);
     /// "%-20s\t" with the label "Warning", then the text, for standard error.
     [[gnu::format(printf, 2, 3)]] void warning(const char* format, ...);
+    /// Like `warning`, for what is wrong with the user's music: no quiet mode and no log file may hide it.
+    [[gnu::format(printf, 2, 3)]] void alert(const char* format, ...);
     /// A text that no quiet mode and no log file may hide: why a run failed, how it ended.
     [[gnu::format(printf, 2, 3)]] void error(const char* format, ...);
     /// Like `error`, for text that belongs to standard output.

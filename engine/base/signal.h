@@ -33,13 +33,6 @@ public:
     const double* channel(std::uint32_t c) const { return channels_[c].get(); }
     std::span<double> samples(std::uint32_t c) { return {channel(c), static_cast<std::size_t>(frames_)}; }
 
-    /// Keeps the first `frames` frames; what stood behind them becomes guard, zeroed again.
-    void truncate(std::uint64_t frames)
-    {
-        if (frames >= frames_) return;
-        for (auto& data : channels_) std::fill(data.get() + frames, data.get() + frames_, 0.0);
-        frames_ = frames;
-    }
     void swapChannels(std::uint32_t a, std::uint32_t b) { std::swap(channels_[a], channels_[b]); }
     void keepFirst(std::uint32_t channels) { channels_.resize(std::min<std::size_t>(channels, channels_.size())); }
     void clear()

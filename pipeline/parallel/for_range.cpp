@@ -3,6 +3,7 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -23,9 +24,15 @@ struct Range {
 /// Threads that sleep until the generation moves on. The calling thread is worker 0.
 class RangeWorkers {
 public:
-    explicit RangeWorkers(int workers) : workers_(workers)
+    explicit RangeWorkers(int workers)
     {
-        for (int w = 1; w < workers; ++w) threads_.emplace_back([this, w] { work(w); });
+        try {
+            for (int w = 1; w < workers; ++w) threads_.emplace_back([this, w] { work(w); });
+        } catch (const std::system_error&) {
+            // The system gives no more threads: those there are share the range.
+        }
+        std::lock_guard guard(lock_);
+        workers_ = static_cast<int>(threads_.size()) + 1;
     }
     ~RangeWorkers()
     {
@@ -63,14 +70,15 @@ private:
             seen = generation_;
             if (stop_) return;
             const Range range = range_;
+            const int workers = workers_;
             guard.unlock();
-            range.runShare(worker, workers_);
+            range.runShare(worker, workers);
             guard.lock();
             if (--running_ == 0) done_.notify_one();
         }
     }
 
-    const int workers_;
+    int workers_ = 1; // the calling thread counts; settled before the first run
     std::mutex turn_, lock_;
     std::condition_variable wake_, done_;
     std::uint64_t generation_ = 0;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <system_error>
 
 namespace tesk::parallel {
 
@@ -36,7 +37,11 @@ WorkerPool& WorkerPool::instance()
 
 WorkerPool::WorkerPool(std::size_t workers)
 {
-    for (std::size_t i = 0; i < workers; ++i) threads_.emplace_back([this] { work(); });
+    try {
+        for (std::size_t i = 0; i < workers; ++i) threads_.emplace_back([this] { work(); });
+    } catch (const std::system_error&) {
+        // The system gives no more threads: those there are do the work, or the calling thread alone.
+    }
 }
 
 WorkerPool::~WorkerPool()

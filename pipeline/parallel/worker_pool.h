@@ -25,7 +25,8 @@ public:
     WorkerPool(const WorkerPool&) = delete;
     WorkerPool& operator=(const WorkerPool&) = delete;
 
-    std::size_t workers() const { return threads_.size(); }
+    /// At least 1: where no thread could be had, callers keep everything to themselves.
+    std::size_t workers() const { return threads_.empty() ? 1 : threads_.size(); }
 
 private:
     friend class TaskGroup;

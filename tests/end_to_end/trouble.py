@@ -4,6 +4,7 @@ import pathlib
 import signal
 import struct
 import subprocess
+import sys
 import time
 import unittest
 
@@ -116,6 +117,59 @@ class Trouble(Case):
         self.assertNotEqual(result.returncode, 0)
         self.assertIn("Error : ", result.stderr)
         self.assertEqual(self.leftovers(), ["in.wav"])
+
+    def test_a_disk_that_fills_at_any_byte_of_the_tag_keeps_the_old_file(self):
+        wav(self.path("in.wav"), [sine(20000)])
+        self.path("out.dsf").write_bytes(b"precious")
+        size = len(self.converted("in.wav", "--title", "x"))
+        for limit in range(size - 300, size, 7):
+            code = ("import resource, signal, os; signal.signal(signal.SIGXFSZ, signal.SIG_IGN);"
+                    f"resource.setrlimit(resource.RLIMIT_FSIZE, ({limit}, {limit}));"
+                    f"os.execv('{TESK}', ['tesk', '-i', 'in.wav', 'out.dsf', '--title', 'x'])")
+            # The log would hit the limit as well; a folder that does not exist keeps it on the console.
+            result = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, cwd=self.folder,
+                                    env={**os.environ, "TEMP": "/nonexistent"})
+            self.assertNotEqual(result.returncode, 0, f"{limit} of {size}")
+            self.assertIn("Error : ", result.stderr)
+            self.assertEqual(self.path("out.dsf").read_bytes(), b"precious")
+        self.assertEqual(self.leftovers(), ["in.wav", "out.dsf"])
+
+    def converted(self, name, *options):
+        """The bytes of a conversion that leaves no trace."""
+        run("-i", name, "whole.dsf", *options, cwd=self.folder)
+        whole = self.path("whole.dsf").read_bytes()
+        self.path("whole.dsf").unlink()
+        return whole
+
+    def test_closed_streams_and_scarce_threads_do_no_harm(self):
+        wav(self.path("in.wav"), [sine(20000)] * 2)
+        expected = self.converted("in.wav")
+        for redirections in (">&- 2>&-", "<&- >&- 2>&-"):
+            for temp in (os.environ["TEMP"], "/nonexistent"):
+                result = subprocess.run(["bash", "-c", f"TEMP={temp} {TESK} -i in.wav out.dsf {redirections}"],
+                                        cwd=self.folder)
+                self.assertEqual(result.returncode, 0)
+                self.assertEqual(self.path("out.dsf").read_bytes(), expected)
+        if "sanitized" not in os.environ.get("TESK_KIND", ""):
+            # Threads until the address space is used up: the music may find no room any more, but says so.
+            result = subprocess.run(["bash", "-c", f"ulimit -v 2000000; TESK_ENGINE_THREADS=4000 {TESK} -i in.wav out.dsf"],
+                                    capture_output=True, text=True, cwd=self.folder)
+            self.assertIn(result.returncode, (0, shell_status(-51)), result.stderr)
+            self.assertIn("end. retun", result.stderr)
+
+    def test_long_names(self):
+        wav(self.path("in.wav"), [sine(500)])
+        for name in ("\u97f3" * 83 + ".dsf", "x" * 251 + ".dsf"):
+            result = run("-i", "in.wav", name, cwd=self.folder)
+            self.assertEqual(result.returncode, 0, result.stderr)
+            self.assertTrue(Dsf(self.path(name)).consistent)
+
+    def test_a_cut_recording_is_converted_with_a_word(self):
+        whole = wav(self.path("whole.wav"), [sine(5000)] * 2).read_bytes()
+        self.path("cut.wav").write_bytes(whole[:1000])
+        result = run("-i", "cut.wav", "out.dsf", cwd=self.folder)
+        self.assertEqual(result.returncode, 0)
+        self.assertIn("the header declares 5000 frames, the file holds 239", result.stderr)
 
     def test_a_closed_pipe_is_an_error_text(self):
         wav(self.path("in.wav"), [sine(300000)] * 2)

@@ -60,6 +60,7 @@ TEST(Messages, OutputAndFilter)
         {{"-sga", "0"}, "Stopgain Alpha is must be over 0.\n"},
         {{"-sga", "x"}, "Stopgain Alpha must be a number.\n"},
         {{"-sga"}, "Stopgain Alpha is NULL.\n"},
+        {{"-b"}, "K_beta is NULL\n"},
         {{"-pc", "x"}, "Error : -pc/--passband-cutoff needs a frequency (Hz) or 'auto'.\n"},
         {{"-sc"}, "Error : -sc/--stopband-cutoff needs a frequency (Hz) or 'auto'.\n"},
         {{"-sc", "0"}, "Error : -sc/--stopband-cutoff needs a frequency (Hz) or 'auto'.\n"},
