@@ -1,4 +1,5 @@
 // What each vector level gains over the plain loops.
+#include "modulator/ntf_designer.h"
 #include "pipeline/kernel/dispatch.h"
 #include "pipeline/kernel/error_feedback.h"
 #include "pipeline/kernel/fir_upsample.h"
@@ -28,23 +29,10 @@ std::vector<double> tone(std::size_t n, double level)
     return x;
 }
 
-/// The default profile of the one-bit stage, order 15.
-std::vector<Sos> cascade15()
-{
-    return {{1, -1, 0, -0.66, 0},
-            {1, -1.7199957379270223, 0.7396, -1.9377782849695224, 0.9409},
-            {1, -1.9399891837564278, 0.9409, -1.8975099561014925, 0.9025},
-            {1, -1.8999576272051595, 0.9025, -1.7149081518673288, 0.73874025},
-            {1, -1.9759230715301481, 0.976144, -1.893917612042176, 0.9018482317384574},
-            {1, -1.983685752737829, 0.984064, -1.861617379503551, 0.8735953227804367},
-            {1, -1.990939224774597, 0.992016, -1.8710601494645787, 0.8954036811645628},
-            {1, -1.9942485524801261, 0.996004, -1.6606941638434825, 0.7209757851283255}};
-}
-
 void modulator(benchmark::State& state)
 {
     const KernelTable table = tableFor(state.range(0));
-    const ErrorFeedbackLoop loop(cascade15(), {1.02, 3.0, 0.75, 0.65, 0x1p-24, 0});
+    const ErrorFeedbackLoop loop(tesk::modulator::ns15Profile(), {1.02, 3.0, 0.75, 0.65, 0x1p-24, 0});
     const auto input = tone(37632, 0.25);
     ErrorFeedbackState channel;
     std::vector<double> x;

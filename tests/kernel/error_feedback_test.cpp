@@ -1,3 +1,4 @@
+#include "modulator/ntf_designer.h"
 #include "pipeline/kernel/error_feedback.h"
 #include "tests/kernel/levels.h"
 
@@ -9,19 +10,6 @@ namespace tesk::kernel {
 namespace {
 
 constexpr ErrorFeedbackSettings kOneBit{1.02, 3.0, 0.75, 0.65, 0x1p-24, 0.0};
-
-/// The order-15 profile of the default modulator.
-std::vector<Sos> profile()
-{
-    return {{1, -1, 0, -0.66, 0},
-            {1, -1.7199957379270223, 0.7396, -1.9377782849695224, 0.9409},
-            {1, -1.9399891837564278, 0.9409, -1.8975099561014925, 0.9025},
-            {1, -1.8999576272051595, 0.9025, -1.7149081518673288, 0.73874025},
-            {1, -1.9759230715301481, 0.976144, -1.893917612042176, 0.9018482317384574},
-            {1, -1.983685752737829, 0.984064, -1.861617379503551, 0.8735953227804367},
-            {1, -1.990939224774597, 0.992016, -1.8710601494645787, 0.8954036811645628},
-            {1, -1.9942485524801261, 0.996004, -1.6606941638434825, 0.7209757851283255}};
-}
 
 std::vector<double> run(const KernelTable& table, const ErrorFeedbackLoop& loop, std::vector<double> x,
                         const std::vector<std::size_t>& cuts, ErrorFeedbackState& state)
@@ -39,7 +27,7 @@ std::vector<double> run(const KernelTable& table, const ErrorFeedbackLoop& loop,
 // levels must take the same decisions until the difference has grown to the size of a decision.
 TEST(ErrorFeedback, EveryLevelFollowsTheFormulaForTheFirstDecisions)
 {
-    const auto sections = profile();
+    const auto sections = modulator::ns15Profile();
     const auto x = sine(15000, 0.25, 1000.0 / 2822400);
     std::vector<long double> s1(8), s2(8);
     std::uint64_t generator = 0x9e3779b95f6c7906;
@@ -73,7 +61,7 @@ TEST(ErrorFeedback, EveryLevelFollowsTheFormulaForTheFirstDecisions)
 // Seams: however a stream is cut into calls, the bits are the same; also where the guard acts in every other block.
 TEST(ErrorFeedback, AnyCutGivesTheSameBits)
 {
-    const ErrorFeedbackLoop loop(profile(), kOneBit);
+    const ErrorFeedbackLoop loop(modulator::ns15Profile(), kOneBit);
     for (const double level : {0.25, 0.49})
         for (const KernelTable& table : tablesOfThisMachine()) {
             const auto x = sine(60000, level, 1000.0 / 2822400);
@@ -116,7 +104,7 @@ TEST(ErrorFeedback, GuardScalesTheErrorAndAllStates)
 
 TEST(ErrorFeedback, AStateThatIsNoNumberIsRestarted)
 {
-    const ErrorFeedbackLoop loop(profile(), kOneBit);
+    const ErrorFeedbackLoop loop(modulator::ns15Profile(), kOneBit);
     for (const KernelTable& table : tablesOfThisMachine()) {
         ErrorFeedbackState state;
         std::vector<double> x(64, 0.1);
