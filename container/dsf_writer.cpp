@@ -16,8 +16,8 @@ Status DsfWriter::begin(const DsdStreamInfo& info)
 {
     info_ = info;
     cache_.assign(info.channels, std::vector<std::uint8_t>(info.blockBytes() + kDsfBlockBytes, kDsdSilence));
-    batch_ =
-        std::make_unique<BatchSink>(sink_, static_cast<std::size_t>(batchBlocks_) * info.channels * kDsfBlockBytes);
+    const std::size_t wanted = static_cast<std::size_t>(batchBlocks_) * info.channels * kDsfBlockBytes;
+    batch_ = std::make_unique<BatchSink>(sink_, std::min(wanted, kLargestBatch));
     return sink_.write(dsfHeader(info, dsfBytesPerChannel(info)));
 }
 
