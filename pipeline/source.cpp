@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <numeric>
 
 namespace tesk {
@@ -50,7 +49,6 @@ Status settleRates(Pcm2pdm& job)
         return plan.status();
     }
     job.plan = *plan;
-    job.plan.channels = job.recording.signal.channels();
     job.plan.inputGain = job.settings.inputGain;
     job.plan.firstSampleInLowBit = job.settings.forceEndianness != 'm'; // a DSF byte starts at its low bit
     job.report.line("PCM Base SampleRate:", "%d (Hz)\n", static_cast<int>(rate));
