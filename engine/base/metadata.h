@@ -1,10 +1,15 @@
 // The tags of one recording, wherever they come from and wherever they go.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace tesk {
+
+inline constexpr std::size_t kLargestCover = 0x1000000; ///< 16 MiB
 
 inline constexpr const char* kEncoderText = "Corvanta & Tesk Engine Audio Tools";
 
@@ -13,14 +18,26 @@ inline constexpr const char* kEncoderText = "Corvanta & Tesk Engine Audio Tools"
 struct MetadataRecord {
     std::optional<std::string> title, artist, album, genre, date, work, comment;
     std::optional<int> track;             ///< 1-998
-    std::optional<std::string> coverPath; ///< JPEG or PNG
+    std::optional<std::string> coverPath; ///< JPEG or PNG; wins over coverImage
+    std::vector<std::uint8_t> coverImage; ///< the bytes of a JPEG or PNG file that the input carries; empty: none
+
+    /// Takes from `other` what is not given here.
+    void fillMissing(const MetadataRecord& other)
+    {
+        for (auto field :
+             {&MetadataRecord::title, &MetadataRecord::artist, &MetadataRecord::album, &MetadataRecord::genre,
+              &MetadataRecord::date, &MetadataRecord::work, &MetadataRecord::comment, &MetadataRecord::coverPath})
+            if (!(this->*field)) this->*field = other.*field;
+        if (!track) track = other.track;
+        if (coverImage.empty()) coverImage = other.coverImage;
+    }
 
     /// Whether a field that a user can set has something to write.
     bool hasUserField() const
     {
         for (const auto* field : {&title, &artist, &album, &genre, &date, &comment, &coverPath})
             if (*field && !(*field)->empty()) return true;
-        return track.has_value();
+        return track.has_value() || (!coverPath && !coverImage.empty());
     }
 };
 

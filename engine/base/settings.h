@@ -43,7 +43,8 @@ struct Headroom {
 inline bool operator==(const MetadataRecord& a, const MetadataRecord& b)
 {
     const auto fields = [](const MetadataRecord& m) {
-        return std::tie(m.title, m.artist, m.album, m.genre, m.date, m.work, m.comment, m.track, m.coverPath);
+        return std::tie(m.title, m.artist, m.album, m.genre, m.date, m.work, m.comment, m.track, m.coverPath,
+                        m.coverImage);
     };
     return fields(a) == fields(b);
 }
@@ -212,6 +213,9 @@ struct ConversionSettings {
     MetadataRecord metadata;
     bool metadataFromInput = false;
     std::string cuePath;
+    bool cueContinuous = false; ///< one modulation for all tracks of the sheet
+    std::string extDecoderPath; ///< decoder plugin; "none" switches the installed one off
+    std::string mediaLibraryPath;
 
     // Presets and batch
     std::string masteringPreset, presetLoadPath, presetSavePath;
