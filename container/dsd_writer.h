@@ -14,11 +14,9 @@ namespace tesk {
 struct DsdStreamInfo {
     std::uint32_t channels = 0;
     std::uint32_t sampleRate = 0;    ///< Hz, at the DSD rate
-    std::uint64_t inputFrames = 0;   ///< PCM frames, guard included
-    std::uint32_t blockFrames = 0;   ///< PCM frames of one conversion block
-    std::uint32_t factor = 0;        ///< DSD samples per PCM frame
+    std::uint64_t bytes = 0;         ///< expected per channel, without a container's own padding
+    std::size_t blockBytes = 0;      ///< of one conversion block per channel: the most that one call appends
     std::uint32_t bitsPerSample = 1; ///< as the header says it
-    std::size_t blockBytes() const { return static_cast<std::size_t>(blockFrames) * factor / 8; } ///< per channel
 };
 
 /// begin → append for every block → finish. After a host stop `stop` takes the place of `finish`.
@@ -28,8 +26,8 @@ public:
 
     /// Writes the header with the expected sizes.
     virtual Status begin(const DsdStreamInfo& info) = 0;
-    /// One conversion block: planar packed bytes, blockBytes() per channel.
-    virtual Status append(const std::uint8_t* const* packed) = 0;
+    /// The next piece of the stream: planar packed bytes, `bytes` per channel, at most DsdStreamInfo::blockBytes.
+    virtual Status append(const std::uint8_t* const* packed, std::size_t bytes) = 0;
     /// Flushes the tail and the last batch, rewrites the header with the final sizes and appends the tags.
     virtual Status finish(const MetadataRecord& metadata, Reporter& report) = 0;
     /// Hands on the complete blocks that are still held; the header keeps the sizes it expected.

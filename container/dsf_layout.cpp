@@ -22,9 +22,7 @@ std::uint32_t channelTypeCode(std::uint32_t channels)
 
 std::uint64_t dsfBytesPerChannel(const DsdStreamInfo& info)
 {
-    const std::uint64_t blocks = (info.inputFrames + info.blockFrames - 1) / info.blockFrames;
-    const std::uint64_t bytes = blocks * info.blockBytes();
-    return (bytes + kDsfBlockBytes - 1) / kDsfBlockBytes * kDsfBlockBytes;
+    return (info.bytes + kDsfBlockBytes - 1) / kDsfBlockBytes * kDsfBlockBytes;
 }
 
 std::vector<std::uint8_t> dsfHeader(const DsdStreamInfo& info, std::uint64_t bytesPerChannel)

@@ -17,7 +17,7 @@ inline constexpr std::uint8_t kDsdSilence = 0x69;
 /// counts the format has no name for.
 std::uint32_t channelTypeCode(std::uint32_t channels);
 
-/// Bytes of one channel: complete conversion blocks, padded to whole DSF blocks.
+/// Bytes of one channel, padded to whole DSF blocks.
 std::uint64_t dsfBytesPerChannel(const DsdStreamInfo& info);
 
 /// The 92 bytes of "DSD ", "fmt " and the head of "data", without a metadata pointer. The sample count includes the

@@ -15,17 +15,17 @@ constexpr std::size_t kLargestBatch = std::size_t{16} << 20; // beyond it a larg
 Status DsfWriter::begin(const DsdStreamInfo& info)
 {
     info_ = info;
-    cache_.assign(info.channels, std::vector<std::uint8_t>(info.blockBytes() + kDsfBlockBytes, kDsdSilence));
+    cache_.assign(info.channels, std::vector<std::uint8_t>(info.blockBytes + kDsfBlockBytes, kDsdSilence));
     const std::size_t wanted = static_cast<std::size_t>(batchBlocks_) * info.channels * kDsfBlockBytes;
     batch_ = std::make_unique<BatchSink>(sink_, std::min(wanted, kLargestBatch));
     return sink_.write(dsfHeader(info, dsfBytesPerChannel(info)));
 }
 
-Status DsfWriter::append(const std::uint8_t* const* packed)
+Status DsfWriter::append(const std::uint8_t* const* packed, std::size_t bytes)
 {
     for (std::uint32_t c = 0; c < info_.channels; ++c)
-        std::copy_n(packed[c], info_.blockBytes(), cache_[c].begin() + static_cast<std::ptrdiff_t>(held_));
-    held_ += info_.blockBytes();
+        std::copy_n(packed[c], bytes, cache_[c].begin() + static_cast<std::ptrdiff_t>(held_));
+    held_ += bytes;
     while (held_ >= kDsfBlockBytes) {
         if (!writeBlockGroup()) {
             report_.warning("batch write failed (-mc, DSF): output would be incomplete\n");

@@ -19,7 +19,7 @@ public:
     }
 
     Status begin(const DsdStreamInfo& info) override;
-    Status append(const std::uint8_t* const* packed) override;
+    Status append(const std::uint8_t* const* packed, std::size_t bytes) override;
     Status finish(const MetadataRecord& metadata, Reporter& report) override;
     Status stop() override;
     std::uint64_t bytesWritten() const override { return batch_ ? batch_->position() : sink_.position(); }

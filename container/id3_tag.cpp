@@ -10,7 +10,6 @@
 namespace tesk {
 namespace {
 
-constexpr std::size_t kLargestCover = 0x1000000; // 16 MiB
 constexpr std::uint8_t kUtf8 = 3;
 constexpr std::uint8_t kFrontCover = 3;
 
@@ -50,6 +49,7 @@ private:
 
 std::vector<std::uint8_t> readCover(const std::string& path, Reporter& report)
 {
+    if (path.empty()) return {}; // the user wants none
     const platform::FilePtr file(platform::open_utf8(path.c_str(), "rb"));
     if (!file) {
         report.alert("the cover '%s' cannot be opened; the file gets no picture\n", path.c_str());
@@ -84,7 +84,7 @@ std::vector<std::uint8_t> id3Tag(const MetadataRecord& metadata, Reporter& repor
     frames.text("TDRC", metadata.date);
     frames.text("TCON", metadata.genre);
     frames.comment(metadata.comment);
-    if (metadata.coverPath && !metadata.coverPath->empty()) frames.picture(readCover(*metadata.coverPath, report));
+    frames.picture(metadata.coverPath ? readCover(*metadata.coverPath, report) : metadata.coverImage);
     frames.text("TSSE", kEncoderText);
     frames.text("TENC", kEncoderText);
     const std::vector<std::uint8_t> body = frames.take();

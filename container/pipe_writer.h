@@ -16,7 +16,7 @@ public:
         info_ = info;
         return {};
     }
-    Status append(const std::uint8_t* const* packed) override;
+    Status append(const std::uint8_t* const* packed, std::size_t bytes) override;
     Status finish(const MetadataRecord&, Reporter&) override { return sink_.flush(); }
     Status stop() override { return sink_.flush(); }
     std::uint64_t bytesWritten() const override { return sink_.position(); }

@@ -24,13 +24,13 @@ std::uint8_t sample(std::uint32_t channel, std::size_t i)
 void feed(DsdWriter& writer, const DsdStreamInfo& info, std::size_t blocks)
 {
     for (std::size_t b = 0; b < blocks; ++b) {
-        std::vector<std::vector<std::uint8_t>> data(info.channels, std::vector<std::uint8_t>(info.blockBytes()));
+        std::vector<std::vector<std::uint8_t>> data(info.channels, std::vector<std::uint8_t>(info.blockBytes));
         std::vector<const std::uint8_t*> pointers;
         for (std::uint32_t c = 0; c < info.channels; ++c) {
-            for (std::size_t i = 0; i < info.blockBytes(); ++i) data[c][i] = sample(c, b * info.blockBytes() + i);
+            for (std::size_t i = 0; i < info.blockBytes; ++i) data[c][i] = sample(c, b * info.blockBytes + i);
             pointers.push_back(data[c].data());
         }
-        ASSERT_TRUE(writer.append(pointers.data()));
+        ASSERT_TRUE(writer.append(pointers.data(), info.blockBytes));
     }
 }
 
@@ -42,7 +42,7 @@ TEST(DsfWriter, LaysOutBlocksPerChannelAndFillsTheTailWithSilence)
         for (const std::uint32_t channels : {1, 2, 6})
             for (const int batch : {2, 8})
                 for (const std::size_t blocks : {1, 3, 32}) {
-                    const DsdStreamInfo info{channels, 2822400, 64 * blocks, 64, factor, 1};
+                    const DsdStreamInfo info{channels, 2822400, 8 * factor * blocks, std::size_t{8} * factor};
                     MemorySink sink;
                     CollectingReporter report;
                     DsfWriter writer(sink, report, batch);
@@ -51,7 +51,7 @@ TEST(DsfWriter, LaysOutBlocksPerChannelAndFillsTheTailWithSilence)
                     feed(writer, info, blocks);
                     ASSERT_TRUE(writer.finish({}, report));
 
-                    const std::size_t real = blocks * info.blockBytes(), whole = (real + 4095) / 4096 * 4096;
+                    const std::size_t real = blocks * info.blockBytes, whole = (real + 4095) / 4096 * 4096;
                     ASSERT_EQ(sink.bytes.size(), 92 + channels * whole);
                     EXPECT_TRUE(std::equal(expectedHeader.begin(), expectedHeader.end(), sink.bytes.begin()))
                         << "the sizes expected at the start were right";
@@ -72,7 +72,7 @@ TEST(DsfWriter, LaysOutBlocksPerChannelAndFillsTheTailWithSilence)
 TEST(DsfLayout, LongRecordingsOverflowNothing)
 {
     const std::uint64_t frames = std::uint64_t{6} * 3600 * 44100;
-    const DsdStreamInfo info{6, 45158400, frames, 588, 1024, 1};
+    const DsdStreamInfo info{6, 45158400, frames * 128, 588 * 128};
     const std::uint64_t bytes = dsfBytesPerChannel(info);
     EXPECT_EQ(bytes, frames * 1024 / 8 / 4096 * 4096 + (frames * 128 % 4096 != 0 ? 4096 : 0));
     const auto header = dsfHeader(info, bytes);
@@ -84,7 +84,7 @@ TEST(DsfLayout, LongRecordingsOverflowNothing)
 
 TEST(DsfWriter, TagStandsBehindTheDataAndTheHeaderPointsToIt)
 {
-    const DsdStreamInfo info{2, 2822400, 588, 588, 64, 1};
+    const DsdStreamInfo info{2, 2822400, 4704, 4704};
     MemorySink sink;
     CollectingReporter report;
     DsfWriter writer(sink, report, 8);
@@ -103,7 +103,7 @@ TEST(DsfWriter, TagStandsBehindTheDataAndTheHeaderPointsToIt)
 
 TEST(DsfWriter, AStopHandsOnWholeBlocksOnly)
 {
-    const DsdStreamInfo info{2, 2822400, 588 * 10, 588, 64, 1}; // 4704 bytes a block
+    const DsdStreamInfo info{2, 2822400, 4704 * 10, 4704};
     MemorySink sink;
     CollectingReporter report;
     DsfWriter writer(sink, report, 8);
@@ -133,15 +133,15 @@ private:
 
 TEST(DsfWriter, AFullDiskIsAStatusWhereverItFillsUp)
 {
-    const DsdStreamInfo info{2, 2822400, 588 * 20, 588, 64, 1};
+    const DsdStreamInfo info{2, 2822400, 4704 * 20, 4704};
     for (std::uint64_t room = 0; room < 188416; room += 4096) {
         FullSink sink(room);
         CollectingReporter report;
         DsfWriter writer(sink, report, 2);
         bool failed = !writer.begin(info);
-        const std::vector<std::uint8_t> data(info.blockBytes());
+        const std::vector<std::uint8_t> data(info.blockBytes);
         const std::uint8_t* channels[] = {data.data(), data.data()};
-        for (int b = 0; b < 20 && !failed; ++b) failed = !writer.append(channels);
+        for (int b = 0; b < 20 && !failed; ++b) failed = !writer.append(channels, info.blockBytes);
         if (!failed) failed = !writer.finish({}, report);
         EXPECT_TRUE(failed) << room;
         EXPECT_TRUE(room <= 92 || report.text.find("output") != std::string::npos) << report.text;
@@ -150,14 +150,14 @@ TEST(DsfWriter, AFullDiskIsAStatusWhereverItFillsUp)
 
 TEST(PipeWriter, WritesBareBytesChannelAfterChannel)
 {
-    const DsdStreamInfo info{2, 2822400, 588, 8, 8, 1};
+    const DsdStreamInfo info{2, 2822400, 588, 8};
     MemorySink sink;
     CollectingReporter report;
     PipeWriter writer(sink);
     ASSERT_TRUE(writer.begin(info));
     const std::uint8_t left[8] = {1, 2, 3, 4, 5, 6, 7, 8}, right[8] = {11, 12, 13, 14, 15, 16, 17, 18};
     const std::uint8_t* channels[] = {left, right};
-    ASSERT_TRUE(writer.append(channels));
+    ASSERT_TRUE(writer.append(channels, info.blockBytes));
     ASSERT_TRUE(writer.finish({}, report));
     std::vector<std::uint8_t> expected(left, left + 8);
     expected.insert(expected.end(), right, right + 8);
