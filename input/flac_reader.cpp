@@ -41,11 +41,13 @@ struct FlacReader::Stream {
 
     static Stream& of(void* user) { return *static_cast<Stream*>(user); }
     bool start();
+    bool rewind(std::uint64_t frame);
     void takeBlock(const FLAC__FrameHeader& header, const FLAC__int32* const* samples);
     std::string whyNot(const FLAC__FrameHeader& header) const;
     bool tailIsHarmless();
 
     static FLAC__StreamDecoderReadStatus onRead(const Decoder*, FLAC__byte to[], std::size_t* bytes, void* user);
+    static FLAC__StreamDecoderSeekStatus onSeek(const Decoder*, FLAC__uint64 offset, void* user);
     static FLAC__StreamDecoderTellStatus onTell(const Decoder*, FLAC__uint64* offset, void* user);
     static FLAC__StreamDecoderLengthStatus onLength(const Decoder*, FLAC__uint64* length, void* user);
     static FLAC__bool onEof(const Decoder*, void* user);
@@ -62,6 +64,12 @@ FLAC__StreamDecoderReadStatus FlacReader::Stream::onRead(const Decoder*, FLAC__b
     *bytes = s.source->readAt(s.position, to, *bytes);
     s.position += *bytes;
     return *bytes > 0 ? FLAC__STREAM_DECODER_READ_STATUS_CONTINUE : FLAC__STREAM_DECODER_READ_STATUS_END_OF_STREAM;
+}
+
+FLAC__StreamDecoderSeekStatus FlacReader::Stream::onSeek(const Decoder*, FLAC__uint64 offset, void* user)
+{
+    of(user).position = offset;
+    return FLAC__STREAM_DECODER_SEEK_STATUS_OK;
 }
 
 FLAC__StreamDecoderTellStatus FlacReader::Stream::onTell(const Decoder*, FLAC__uint64* offset, void* user)
@@ -153,14 +161,33 @@ bool FlacReader::Stream::tailIsHarmless()
     return tail.substr(0, 3) == "TAG" || tail == "APETAGEX";
 }
 
+/// From the first byte on, as often as needed.
 bool FlacReader::Stream::start()
 {
+    position = decoded = lastBlockEnd = errors = 0;
+    blockFrames = blockTaken = 0;
+    hasStreamInfo = ended = false;
+    lastError.clear();
+    loss.clear();
     decoder.reset(FLAC__stream_decoder_new());
     if (!decoder) return false;
     FLAC__stream_decoder_set_md5_checking(decoder.get(), true);
-    return FLAC__stream_decoder_init_stream(decoder.get(), onRead, nullptr, onTell, onLength, onEof, onWrite,
-                                            onMetadata, onError, this) == FLAC__STREAM_DECODER_INIT_STATUS_OK &&
+    return FLAC__stream_decoder_init_stream(decoder.get(), onRead, onSeek, onTell, onLength, onEof, onWrite, onMetadata,
+                                            onError, this) == FLAC__STREAM_DECODER_INIT_STATUS_OK &&
            FLAC__stream_decoder_process_until_end_of_metadata(decoder.get()) && hasStreamInfo;
+}
+
+/// Starts again, at a block that ends no later than `frame`. While libFLAC seeks it reports no checksum error, so the
+/// block it seeks to is given up and the one with `frame` is decoded as all others are.
+bool FlacReader::Stream::rewind(std::uint64_t frame)
+{
+    if (!start()) return false;
+    if (streamInfo.total_samples == 0 || frame < streamInfo.max_blocksize) return true;
+    const std::uint64_t target = decoded = frame - streamInfo.max_blocksize;
+    const bool found = FLAC__stream_decoder_seek_absolute(decoder.get(), target);
+    if (!found || !loss.empty() || decoded == target || decoded > frame) return start();
+    blockFrames = 0;
+    return true;
 }
 
 FlacReader::FlacReader() = default;
@@ -208,6 +235,19 @@ Result<std::size_t, PDM_ENCODING_STATUS> FlacReader::read(double* const* planar,
     return done;
 }
 
+Status FlacReader::seek(std::uint64_t frame)
+{
+    Stream& s = *stream_;
+    if (!error_.empty()) return DSD_ERROR_INPUT;
+    if (!s.rewind(frame)) return fail("the FLAC header is damaged");
+    while (s.decoded <= frame && decodeBlock()) {
+    }
+    if (!error_.empty()) return DSD_ERROR_INPUT;
+    if (s.decoded < frame) return fail("the position is behind the end of the file");
+    s.blockTaken = s.blockFrames - static_cast<std::size_t>(s.decoded - frame);
+    return {};
+}
+
 /// Fills the stream's block. False at the end and on a loss; `error_` tells them apart.
 bool FlacReader::decodeBlock()
 {
@@ -238,11 +278,16 @@ void FlacReader::checkEnd()
         return;
     }
     if (s.errors > 0)
-        warnings_.push_back(
-            format("the FLAC stream is damaged in %llu places between its frames (%s); no frame is lost",
-                   static_cast<unsigned long long>(s.errors), s.lastError.c_str()));
+        warnOnce(format("the FLAC stream is damaged in %llu places between its frames (%s); no frame is lost",
+                        static_cast<unsigned long long>(s.errors), s.lastError.c_str()));
     if (!FLAC__stream_decoder_finish(s.decoder.get()))
-        warnings_.push_back("the decoded samples do not match the MD5 sum in the FLAC header");
+        warnOnce("the decoded samples do not match the MD5 sum in the FLAC header");
+}
+
+/// The end may be reached more than once.
+void FlacReader::warnOnce(const std::string& text)
+{
+    if (std::find(warnings_.begin(), warnings_.end(), text) == warnings_.end()) warnings_.push_back(text);
 }
 
 } // namespace tesk

@@ -44,8 +44,8 @@ private:
 /// The work of one load. The signal's guard takes what a chunk has beyond the signal's end until it has grown.
 class Loader {
 public:
-    Loader(PcmReader& reader, const LoadContext& context, PcmRecording& recording, std::string& error)
-        : reader_(reader), context_(context), recording_(recording), error_(error)
+    Loader(PcmReader& reader, const LoadContext& context, PcmRecording& recording, std::string& error, FrameRange range)
+        : reader_(reader), context_(context), recording_(recording), error_(error), range_(range)
     {
         static_assert(kLoadChunkFrames <= kGuardFrames);
     }
@@ -55,11 +55,12 @@ public:
         const PcmInfo& info = recording_.info = reader_.info();
         if (!plausibleFormat(info.channels, info.sampleRate, error_)) return DSD_ERROR_INPUT;
         const std::uint64_t claimed = std::max(info.declaredFrames.value_or(0), info.storedFrames.value_or(0));
-        if (!mayHold(claimed)) return DSD_ERROR_INPUT;
+        if (!mayHold(inRange(claimed))) return DSD_ERROR_INPUT;
         const bool known = info.storedFrames || info.declaredFrames;
-        allocated_ = known ? info.storedFrames.value_or(claimed) : kFirstGuessFrames;
+        allocated_ = known ? inRange(info.storedFrames.value_or(claimed)) : std::min(rangeLength(), kFirstGuessFrames);
         recording_.signal = Signal(info.channels, allocated_);
-        if (Status status = readAll(); !status) return status;
+        if (Status status = skipToRange(); !status) return status;
+        if (Status status = readRange(); !status) return status;
         if (frames_ < recording_.signal.frames()) resize(frames_);
         warn();
         return {};
@@ -67,35 +68,65 @@ public:
     std::uint64_t allocatedFrames() const { return allocated_; }
 
 private:
+    std::uint64_t rangeLength() const { return range_.end - std::min(range_.begin, range_.end); }
+    /// How many of the recording's first `frames` frames are asked for.
+    std::uint64_t inRange(std::uint64_t frames) const
+    {
+        return std::min(frames, range_.end) - std::min({frames, range_.begin, range_.end});
+    }
+
     bool mayHold(std::uint64_t frames)
     {
         const std::uint32_t channels = recording_.info.channels;
-        if (!checkStreamLimit(channels, frames, error_)) return false;
+        if (recording_.info.streamed && !checkStreamLimit(channels, frames, error_)) return false;
         if (check_signal_memory(channels, frames, context_)) return true;
         error_ = "the signal buffer does not fit in memory";
         return false;
     }
 
-    Status readAll()
+    Result<std::size_t, PDM_ENCODING_STATUS> readChunk(double* const* planar, std::uint64_t frames)
+    {
+        if (context_.stop.pending()) {
+            error_ = "stopped";
+            return kHostStopped;
+        }
+        auto got = reader_.read(planar, static_cast<std::size_t>(std::min<std::uint64_t>(frames, kLoadChunkFrames)));
+        if (!got.ok()) error_ = reader_.errorText();
+        return got;
+    }
+
+    Status skipToRange()
+    {
+        if (range_.begin == 0) return {};
+        const Status sought = reader_.seek(range_.begin);
+        if (sought.status() != DSD_ERROR_UNSUPPORTED) {
+            if (!sought) error_ = reader_.errorText();
+            return sought;
+        }
+        FrameScratch scratch(recording_.info.channels);
+        for (std::uint64_t left = range_.begin; left > 0;) {
+            auto got = readChunk(scratch.planar(), left);
+            if (!got.ok()) return got.status();
+            if (*got == 0) return {};
+            left -= *got;
+        }
+        return {};
+    }
+
+    Status readRange()
     {
         std::vector<double*> planar(recording_.info.channels);
-        for (;;) {
-            if (context_.stop.pending()) {
-                error_ = "stopped";
-                return kHostStopped;
-            }
+        while (frames_ < rangeLength()) {
             for (std::uint32_t c = 0; c < planar.size(); ++c) planar[c] = recording_.signal.channel(c) + frames_;
-            auto got = reader_.read(planar.data(), kLoadChunkFrames);
-            if (!got.ok()) {
-                error_ = reader_.errorText();
-                return got.status();
-            }
+            auto got = readChunk(planar.data(), rangeLength() - frames_);
+            if (!got.ok()) return got.status();
             if (*got == 0) return {};
             if (recording_.info.isFloat)
                 for (std::uint32_t c = 0; c < planar.size(); ++c) check_.clean(planar[c], *got, c, frames_);
             frames_ += *got;
             if (frames_ > recording_.signal.frames() && !grow()) return DSD_ERROR_INPUT;
         }
+        return {};
     }
 
     bool grow()
@@ -118,8 +149,9 @@ private:
 
     void warn()
     {
-        const auto& declared = recording_.info.declaredFrames;
-        if (declared && *declared != frames_)
+        const PcmInfo& info = recording_.info;
+        const auto& declared = info.declaredFrames;
+        if (declared && *declared != frames_ && range_.whole() && !info.lengthIsHint)
             context_.report.alert("the header declares %llu frames, the file holds %llu; the latter are used\n",
                                   static_cast<unsigned long long>(*declared), static_cast<unsigned long long>(frames_));
         check_.warn(context_.report);
@@ -130,6 +162,7 @@ private:
     const LoadContext& context_;
     PcmRecording& recording_;
     std::string& error_;
+    const FrameRange range_;
     SampleCheck check_;
     std::uint64_t frames_ = 0;    // read so far
     std::uint64_t allocated_ = 0; // asked for last, guard not counted
@@ -137,10 +170,11 @@ private:
 
 } // namespace
 
-Status loadSignal(PcmReader& reader, const LoadContext& context, PcmRecording& recording, std::string& error)
+Status loadSignal(PcmReader& reader, const LoadContext& context, PcmRecording& recording, std::string& error,
+                  FrameRange range)
 {
     recording = {};
-    Loader loader(reader, context, recording, error);
+    Loader loader(reader, context, recording, error, range);
     Status status;
     try {
         status = loader.run();

@@ -7,10 +7,16 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
 namespace tesk {
+
+class PcmReader;
+
+/// Opens a file with a decoder loaded at run time: a reader after a successful `open`, or null with `error` set.
+using StreamLoader = std::function<std::unique_ptr<PcmReader>(const std::string& path, std::string& error)>;
 
 /// The world a load works in.
 struct LoadContext {
@@ -18,6 +24,7 @@ struct LoadContext {
     StopFlag& stop;
     /// Bytes of physical memory that could be taken; nothing when the system does not say. Tests may lie.
     std::function<std::optional<std::uint64_t>()> availableMemory = platform::availablePhysicalMemory;
+    StreamLoader streamLoader = {}; ///< for what the built-in readers do not read
 };
 
 /// Whether a signal of that many frames may be allocated: its samples must fit in nine tenths of the available

@@ -1,4 +1,4 @@
-// The way in for a forward conversion: from a path to the whole recording.
+// The way in for a forward conversion: from a path to the recording, or a piece of it.
 #pragma once
 
 #include "input/load_signal.h"
@@ -7,18 +7,19 @@
 
 namespace tesk {
 
-/// Chooses the decoder by the file's extension and decodes the whole file.
+/// Decodes the file, or those frames of it, with the decoder that openReader chooses.
 ///
-///     .wav .wave .w64 .aiff .aif .aifc    WAV family
-///     .flac .fla                          FLAC
-///     .tta .wv .wvc                       not read by this version
-///     .alac .m4a .mp4 .caf .ape .mac      for decoders loaded at run time, not read by this version
-///     any other, or none                  WAV family, then FLAC: the first that opens wins
-///
-/// A known extension is believed: a FLAC file called .wav is refused, with a text that says what it is.
-///
-/// @return  DSD_ERROR_INPUT, DSD_ERROR_UNSUPPORTED or kHostStopped, with `error` set and `recording` empty
-Status open_pcm(const std::string& path, const LoadContext& context, PcmRecording& recording, std::string& error);
+/// @return  DSD_ERROR_INPUT or kHostStopped, with `error` set and `recording` empty
+Status open_pcm(const std::string& path, const LoadContext& context, PcmRecording& recording, std::string& error,
+                FrameRange range = {});
+
+/// What a file is and how many frames it really holds. Where only decoding can tell, it is decoded for that; so a
+/// piece of the file can be asked for by its exact place.
+struct PcmLength {
+    PcmInfo info;
+    std::uint64_t frames = 0;
+};
+Status measurePcm(const std::string& path, const LoadContext& context, PcmLength& length, std::string& error);
 
 /// The lines that tell what was loaded.
 void reportLoaded(const std::string& path, const PcmRecording& recording, Reporter& report);

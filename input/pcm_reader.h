@@ -21,6 +21,8 @@ struct PcmInfo {
     std::optional<std::uint64_t> declaredFrames; ///< what the header claims; nothing when it makes no claim
     std::optional<std::uint64_t> storedFrames;   ///< what the file's length leaves room for; nothing when only
                                                  ///< decoding can tell
+    bool lengthIsHint = false; ///< declaredFrames is an estimate, as lossy formats have it; deviating is no fault
+    bool streamed = true;      ///< decoded piece by piece from the file; the limit for streaming readers then holds
 };
 
 /// Frames that a reader finds out about only at the end are fine: `read` goes on until it returns 0.
@@ -40,6 +42,10 @@ public:
     /// @return        frames decoded, fewer than asked for only at the end, 0 from then on; DSD_ERROR_INPUT with
     ///                `errorText` set when frames are lost
     virtual Result<std::size_t, PDM_ENCODING_STATUS> read(double* const* planar, std::size_t frames) = 0;
+
+    /// Makes `frame` the next one that `read` gives. DSD_ERROR_UNSUPPORTED, the position unchanged, when this reader
+    /// reads from front to back only; DSD_ERROR_INPUT with `errorText` set when it failed and reading cannot go on.
+    virtual Status seek(std::uint64_t /*frame*/) { return DSD_ERROR_UNSUPPORTED; }
 
     /// Why the last call failed; for the user.
     const std::string& errorText() const { return error_; }

@@ -1,42 +1,16 @@
 #include "input/trace_path.h"
 
+#include "engine/base/utf8.h"
+
 #include <cstdlib>
 
 namespace tesk {
-namespace {
-
-struct Decoded {
-    char32_t point;
-    std::size_t bytes;
-};
-
-/// The character at `at`. Overlong forms, surrogates and values above U+10FFFF are malformed (RFC 3629).
-Decoded decodeAt(const std::string& text, std::size_t at)
-{
-    constexpr Decoded malformed{0xFFFD, 1};
-    const auto byte = [&](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0u; };
-    const unsigned first = byte(at);
-    if (first < 0x80) return {first, 1};
-    if (first < 0xC2 || first > 0xF4) return malformed;
-    const std::size_t length = first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
-    char32_t point = first & (0x7Fu >> length);
-    for (std::size_t i = 1; i < length; ++i) {
-        if ((byte(at + i) & 0xC0) != 0x80) return malformed;
-        point = point << 6 | (byte(at + i) & 0x3F);
-    }
-    const char32_t smallest = length == 2 ? 0x80 : length == 3 ? 0x800 : 0x10000;
-    if (point < smallest || point > 0x10FFFF || (point >= 0xD800 && point <= 0xDFFF)) return malformed;
-    return {point, length};
-}
-
-} // namespace
-
 std::u16string utf16(const std::string& text)
 {
     std::u16string units;
     for (std::size_t at = 0; at < text.size();) {
-        const auto [point, bytes] = decodeAt(text, at);
-        at += bytes;
+        const auto [point, bytes] = utf8At(text, at);
+        at += bytes == 0 ? 1 : bytes;
         if (point < 0x10000) {
             units += static_cast<char16_t>(point);
             continue;

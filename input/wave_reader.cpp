@@ -101,6 +101,7 @@ Status WaveReader::openCompressed()
     if (format.channels != static_cast<int>(info_.channels) || format.frames < 0)
         return fail("the header contradicts itself");
     info_.storedFrames = static_cast<std::uint64_t>(format.frames);
+    seekable_ = format.seekable != 0;
     return {};
 }
 
@@ -127,9 +128,12 @@ std::size_t WaveReader::readChunk(double* const* planar, std::size_t offset, std
 
 Result<std::size_t, PDM_ENCODING_STATUS> WaveReader::read(double* const* planar, std::size_t frames)
 {
+    if (!error_.empty()) return DSD_ERROR_INPUT; // a seek has failed
     std::size_t done = 0;
-    while (file_ && done < frames) {
-        const std::size_t got = readChunk(planar, done, std::min(kChunkFrames, frames - done));
+    const std::uint64_t left = *info_.storedFrames - position_;
+    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(frames, left));
+    while (done < wanted) {
+        const std::size_t got = readChunk(planar, done, std::min(kChunkFrames, wanted - done));
         if (got == 0) break;
         done += got;
     }
@@ -140,6 +144,19 @@ Result<std::size_t, PDM_ENCODING_STATUS> WaveReader::read(double* const* planar,
         return fail(format("reading failed at frame %llu of %llu", static_cast<unsigned long long>(position_),
                            static_cast<unsigned long long>(*info_.storedFrames)));
     return done;
+}
+
+Status WaveReader::seek(std::uint64_t frame)
+{
+    if (!error_.empty()) return DSD_ERROR_INPUT;
+    if (!seekable_) return DSD_ERROR_UNSUPPORTED;
+    if (frame > *info_.storedFrames) return fail("the position is behind the end of the file");
+    // Reading stops at the end by itself; an empty recording has no file_ to seek in.
+    if (frame < *info_.storedFrames &&
+        sf_seek(file_.get(), static_cast<sf_count_t>(frame), SEEK_SET) != static_cast<sf_count_t>(frame))
+        return fail(std::string("seeking failed: ") + sf_strerror(file_.get()));
+    position_ = frame;
+    return {};
 }
 
 } // namespace tesk

@@ -22,6 +22,8 @@ public:
     Status open(const std::string& path) override;
     Status open(std::unique_ptr<ByteSource> source);
     Result<std::size_t, PDM_ENCODING_STATUS> read(double* const* planar, std::size_t frames) override;
+    /// DSD_ERROR_UNSUPPORTED for the few compressed formats that cannot be entered in the middle.
+    Status seek(std::uint64_t frame) override;
 
 private:
     Status openPlain(const PcmHeader& header);
@@ -36,9 +38,9 @@ private:
     std::unique_ptr<ByteSource> source_;
     SourceWindow window_;
     std::unique_ptr<SNDFILE, Closer> file_; // null when there are no samples
-    bool compressed_ = false;
+    bool compressed_ = false, seekable_ = true;
     std::vector<double> interleaved_; // [frames][channels]
-    std::uint64_t position_ = 0;      // frames read
+    std::uint64_t position_ = 0;      // the next frame
 };
 
 } // namespace tesk

@@ -1,0 +1,1 @@
+tesk_fuzz(tta tta_fuzz.cpp tesk_input)

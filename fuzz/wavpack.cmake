@@ -1,0 +1,1 @@
+tesk_fuzz(wavpack wavpack_fuzz.cpp tesk_input)
