@@ -1,0 +1,1 @@
+tesk_fuzz(plugin plugin_fuzz.cpp tesk_loaded)

@@ -1,0 +1,282 @@
+// Decoder plugins: what the loader refuses, what the reader makes of good, odd and lying ones.
+#include "tests/input/load_fixture.h"
+
+#include "input/loaded/loaded_libraries.h"
+#include "input/loaded/plugin_reader.h"
+#include "input/loaded/stream_loader.h"
+#include "platform/dynamic_library.h"
+
+#include <dlfcn.h>
+#include <latch>
+#include <optional>
+#include <thread>
+
+namespace tesk {
+namespace {
+
+const std::string kFolder = TEST_PLUGINS;
+
+std::string pluginPath(const std::string& name) { return kFolder + name + platform::kLibrarySuffix; }
+
+bool isLoaded(const std::string& path)
+{
+    void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
+    if (handle) dlclose(handle);
+    return handle != nullptr;
+}
+
+/// A sample of the test plugin's ramp.
+double ramp(std::uint64_t frame, std::uint64_t channel)
+{
+    return std::ldexp(static_cast<double>(frame * 64 + channel), -31);
+}
+
+// One process keeps one plugin, so everything about keeping stands in one test; the others load the library themselves.
+TEST(PluginLoader, RefusesUnloadsAndKeepsTheFirstGoodOne)
+{
+    loadedLibraries().plugin = nullptr; // where the tests are repeated
+    CollectingReporter report;
+    std::string error;
+    struct Refusal {
+        std::string path, error;
+    };
+    std::vector<Refusal> refusals = {
+        {"", "Ono decoder library path given"},
+        {pluginPath("version_2"), "ABI version mismatch: library reports 2, this build expects 1"},
+        {pluginPath("empty_list"), "library reports an empty codec list (nothing it can decode)"},
+        {pluginPath("null_list"), "library reports an empty codec list (nothing it can decode)"},
+    };
+    for (const char* symbol : {"abi_version", "codecs", "open", "read", "seek", "close", "last_error"}) {
+        const std::string path = pluginPath(std::string("without_") + symbol);
+        refusals.push_back({path, std::string("missing symbol 'tesk_ext_") + symbol + "' in '" + path +
+                                      "' -- this file does not implement the TESK external decoder ABI (see "
+                                      "public/tesk_ext_decoder)"});
+    }
+    for (const Refusal& refusal : refusals) {
+        EXPECT_EQ(loadExtDecoder(refusal.path, report, error), nullptr);
+        EXPECT_EQ(error, refusal.error);
+        EXPECT_FALSE(!refusal.path.empty() && isLoaded(refusal.path)) << refusal.path;
+    }
+    // libm.so.6 is found by its bare name in the system's folders only, where nobody meant to look.
+    for (const std::string& path : {pluginPath("missing"), kFolder, std::string("libm.so.6"), std::string(__FILE__)}) {
+        EXPECT_EQ(loadExtDecoder(path, report, error), nullptr);
+        EXPECT_EQ(error.find("cannot load '" + path + "': dlopen failed (/"), 0u) << error;
+        EXPECT_EQ(error.back(), ')');
+    }
+    EXPECT_EQ(report.text, "");
+
+    const std::string good = pluginPath("good");
+    const ExtDecoderApi* answers[4] = {};
+    std::latch together(std::size(answers));
+    std::vector<std::thread> threads;
+    for (const ExtDecoderApi*& answer : answers)
+        threads.emplace_back([&answer, &good, &together] {
+            CollectingReporter quiet;
+            std::string reason;
+            together.arrive_and_wait();
+            answer = loadExtDecoder(good, quiet, reason);
+        });
+    for (std::thread& thread : threads) thread.join();
+    ASSERT_NE(answers[0], nullptr);
+    EXPECT_TRUE(isLoaded(good));
+    for (const ExtDecoderApi* answer : answers) EXPECT_EQ(answer, answers[0]);
+    const std::string spelledOtherwise = kFolder + "../plugins/good" + platform::kLibrarySuffix;
+    for (const std::string& path : {good, spelledOtherwise}) EXPECT_EQ(loadExtDecoder(path, report, error), answers[0]);
+    EXPECT_EQ(report.text, "");
+    EXPECT_EQ(loadExtDecoder(pluginPath("other"), report, error), answers[0]);
+    EXPECT_EQ(report.text, "Warning             \tthe decoder library '" + pluginPath("other") +
+                               "' takes effect after restarting the player\n");
+    EXPECT_FALSE(isLoaded(pluginPath("other")));
+    EXPECT_EQ(loadExtDecoder("", report, error), nullptr);
+
+    // The user's plugin comes first, and what cannot be loaded is not made up for by something else.
+    const auto chosen = makeStreamLoader({good, pluginPath("missing"), pluginPath("missing")}, report);
+    EXPECT_NE(chosen("channels=3", error), nullptr);
+    EXPECT_EQ(chosen("refuse=1 nulltext=1", error), nullptr);
+    EXPECT_EQ(error, "tesk_ext_open: the plugin gives no reason");
+    EXPECT_NE(makeStreamLoader({"", "", good}, report)("channels=3", error), nullptr);
+    EXPECT_EQ(makeStreamLoader({"", pluginPath("missing"), good}, report)("channels=3", error), nullptr);
+    EXPECT_EQ(makeStreamLoader({}, report)("channels=3", error), nullptr);
+    EXPECT_EQ(error, "Ono decoder library path given");
+}
+
+class Plugin : public LoadTest {
+protected:
+    Plugin()
+    {
+        EXPECT_TRUE(library_.load(pluginPath("good"), error)) << error;
+        bind("tesk_ext_open", api.open);
+        bind("tesk_ext_read", api.read);
+        bind("tesk_ext_seek", api.seek);
+        bind("tesk_ext_close", api.close);
+        bind("tesk_ext_last_error", api.lastError);
+        bind("test_plugin_open_decoders", openDecoders);
+    }
+    ~Plugin() override { EXPECT_EQ(openDecoders(), 0); }
+
+    PDM_ENCODING_STATUS play(const std::string& script, FrameRange range = {})
+    {
+        report.text.clear();
+        error.clear();
+        recording = {};
+        PluginReader reader(api);
+        const Status opened = reader.open(script);
+        error = reader.errorText();
+        if (!opened) return opened.status();
+        return loadSignal(reader, {report, stop, memory}, recording, error, range).status();
+    }
+
+    /// Reads `frames` frames from where the reader stands; they have to be the ramp from `first` on.
+    void expectRamp(PluginReader& reader, std::uint64_t first, std::size_t frames, std::size_t expected)
+    {
+        std::vector<double> left(frames), right(frames);
+        double* planar[] = {left.data(), right.data()};
+        const auto got = reader.read(planar, frames);
+        ASSERT_TRUE(got.ok()) << reader.errorText();
+        ASSERT_EQ(*got, expected);
+        for (std::size_t i = 0; i < expected; ++i) {
+            ASSERT_EQ(left[i], ramp(first + i, 0)) << first << " + " << i;
+            ASSERT_EQ(right[i], ramp(first + i, 1)) << first << " + " << i;
+        }
+    }
+
+    ExtDecoderApi api{};
+    int (*openDecoders)() = nullptr;
+
+private:
+    template <class Function>
+    void bind(const char* name, Function& slot)
+    {
+        slot = reinterpret_cast<Function>(library_.symbol(name));
+        EXPECT_NE(slot, nullptr) << name;
+    }
+
+    platform::DynamicLibrary library_;
+};
+
+TEST_F(Plugin, EveryFrameArrivesOnceAndInOrder)
+{
+    struct Case {
+        const char* script;
+        std::uint32_t channels;
+        std::uint64_t frames;
+        int bits = 24;
+        const char* format = "xxx";
+        std::optional<std::uint64_t> declared = {};
+    };
+    const Case cases[] = {
+        {"frames=150000", 2, 150000, 24, "xxx", 150000},
+        {"channels=6 frames=65537 bits=16", 6, 65537, 16, "xxx", 65537},
+        {"channels=64 frames=9000 rate=384000 bits=32", 64, 9000, 32, "xxx", 9000},
+        {"channels=1 frames=5000 chunk=1", 1, 5000, 24, "xxx", 5000},
+        {"channels=6 frames=70000 chunk=997", 6, 70000, 24, "xxx", 70000},
+        {"frames=0", 2, 0},
+        {"frames=150000 total=0", 2, 150000},
+        {"frames=150000 total=400000", 2, 150000, 24, "xxx", 400000},
+        {"frames=150000 total=100", 2, 150000, 24, "xxx", 100},
+        {"frames=3000000 total=18446744073709551615", 2, 3000000}, // beyond the guard of a length that overflowed
+        {"bits=0", 2, 10000, 24, "xxx", 10000},
+        {"bits=0 float=1", 2, 10000, 32, "xxx", 10000},
+        {"bits=4000000000", 2, 10000, 24, "xxx", 10000},
+        {"longname=1", 2, 10000, 24, "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx", 10000},
+        {"size=12 float=1", 2, 10000, 24, "plugin"}, // what it did not fill counts as 0
+    };
+    for (const Case& c : cases) {
+        const bool gateless = std::string(c.script).find("18446") != std::string::npos;
+        memory = [gateless]() -> std::optional<std::uint64_t> {
+            if (gateless) return {};
+            return std::uint64_t{1} << 30;
+        };
+        ASSERT_EQ(play(c.script), DSD_SUCCESS) << c.script << ": " << error;
+        EXPECT_EQ(report.text, "") << c.script;
+        EXPECT_EQ(recording.info.bitsPerSample, c.bits) << c.script;
+        EXPECT_EQ(recording.info.format, c.format);
+        EXPECT_EQ(recording.info.declaredFrames, c.declared) << c.script;
+        ASSERT_EQ(recording.signal.channels(), c.channels) << c.script;
+        ASSERT_EQ(recording.signal.frames(), c.frames) << c.script;
+        for (std::uint32_t channel = 0; channel < c.channels; ++channel)
+            for (std::uint64_t i = 0; i < c.frames; ++i)
+                ASSERT_EQ(recording.signal.channel(channel)[i], ramp(i, channel)) << c.script << ", frame " << i;
+    }
+}
+
+TEST_F(Plugin, FailuresAndLiesEndInAText)
+{
+    struct Case {
+        const char *script, *error;
+    };
+    const Case cases[] = {
+        {"refuse=1", "tesk_ext_open: no?th???ing \xC3\xBC ???"},
+        {"refuse=1 nulltext=1", "tesk_ext_open: the plugin gives no reason"},
+        {"channels=0", "tesk_ext_open: the header declares 0 channels; 1 to 64 can be read"},
+        {"channels=65", "tesk_ext_open: the header declares 65 channels; 1 to 64 can be read"},
+        {"rate=0", "tesk_ext_open: the header declares a sampling rate of 0 Hz"},
+        {"rate=4294967295", "tesk_ext_open: the header declares a sampling rate of 4294967295 Hz"},
+        {"size=8", "tesk_ext_open: broken plugin: it filled 8 bytes of the format's 64"},
+        {"size=72", "tesk_ext_open: broken plugin: it filled 72 bytes of the format's 64"},
+        {"total=1000000000000", "the signal buffer does not fit in memory"},
+        {"stop=0", "tesk_ext_read: the tape is torn"},
+        {"frames=200000 stop=70001", "tesk_ext_read: the tape is torn"},
+        {"stop=5000 answer=18446744073709551614", "tesk_ext_read: broken plugin: it returned -2 for 4096 frames"},
+        {"stop=5000 answer=4097", "tesk_ext_read: broken plugin: it returned 4097 for 4096 frames"},
+        {"stop=5000 answer=9223372036854775807",
+         "tesk_ext_read: broken plugin: it returned 9223372036854775807 for 4096 frames"},
+        {"stop=5000 spill=1", "tesk_ext_read: broken plugin: it wrote more frames than it was asked for"},
+        {"channels=64 stop=8192 spill=1 answer=0",
+         "tesk_ext_read: broken plugin: it wrote more frames than it was asked for"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(play(c.script), DSD_ERROR_INPUT) << c.script;
+        EXPECT_EQ(error, c.error);
+        expectEmpty();
+        EXPECT_EQ(openDecoders(), 0) << c.script;
+    }
+    // The plugin ends the process when it is asked for anything behind an error.
+    PluginReader reader(api);
+    ASSERT_TRUE(reader.open("stop=0").ok());
+    double* nowhere[2] = {};
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(reader.read(nowhere, 10).status(), DSD_ERROR_INPUT);
+    EXPECT_EQ(reader.seek(0).status(), DSD_ERROR_INPUT);
+    EXPECT_EQ(reader.errorText(), "tesk_ext_read: the tape is torn");
+    EXPECT_TRUE(reader.open("").ok()); // another file in the same reader
+    expectRamp(reader, 0, 100, 100);
+}
+
+TEST_F(Plugin, SamplesThatAreNoSoundBecomeSilenceWithOneWarning)
+{
+    // The loader looks only at floating-point sources; a plugin's word for "integer" is not taken.
+    for (const char* script : {"frames=90000 nan=70000", "frames=90000 nan=70000 float=1"}) {
+        ASSERT_EQ(play(script), DSD_SUCCESS);
+        EXPECT_EQ(report.text, "Warning             \t2 samples of the plugin are not finite or beyond 1e+06 and were "
+                               "set to 0; the first is frame 70000 of channel 1\n");
+        for (std::uint64_t i = 0; i < 90000; ++i)
+            ASSERT_EQ(recording.signal.channel(1)[i], i == 70000 ? 0.0 : ramp(i, 1));
+    }
+}
+
+TEST_F(Plugin, SeeksToTheFrameOrStaysWhereItWas)
+{
+    PluginReader reader(api);
+    ASSERT_TRUE(reader.open("frames=100000 chunk=1000").ok());
+    for (const std::uint64_t frame : {99999u, 0u, 4096u, 50001u, 100000u, 1u}) {
+        ASSERT_TRUE(reader.seek(frame).ok());
+        const std::size_t left = 100000 - frame;
+        expectRamp(reader, frame, 5000, std::min<std::size_t>(5000, left));
+    }
+    EXPECT_EQ(reader.seek(100001).status(), DSD_ERROR_UNSUPPORTED);
+    EXPECT_EQ(reader.errorText(), "tesk_ext_seek: cannot wind");
+    expectRamp(reader, 5001, 100, 100);
+
+    // Where the plugin refuses, the loader drops what lies before the range.
+    for (const char* script : {"frames=150000", "frames=150000 total=0 chunk=997 seek=18446744073709551615"}) {
+        ASSERT_EQ(play(script, {70001, 140002}), DSD_SUCCESS) << error;
+        ASSERT_EQ(recording.signal.frames(), 70001u);
+        for (std::uint64_t i = 0; i < 70001; ++i) ASSERT_EQ(recording.signal.channel(1)[i], ramp(70001 + i, 1));
+    }
+    ASSERT_TRUE(reader.open("seek=7").ok());
+    EXPECT_EQ(reader.seek(1).status(), DSD_ERROR_INPUT);
+    EXPECT_EQ(reader.errorText(), "tesk_ext_seek: broken plugin: it returned 7");
+}
+
+} // namespace
+} // namespace tesk
