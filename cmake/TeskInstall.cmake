@@ -5,8 +5,11 @@ install(TARGETS tesk tesk-measure RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" 
 install(TARGETS teskengine EXPORT TeskEngineTargets
   LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT runtime NAMELINK_COMPONENT development)
 install(TARGETS tesk_public EXPORT TeskEngineTargets)
-install(FILES public/tesk_engine.h public/inproc_ctl.h
+install(FILES public/tesk_engine.h public/inproc_ctl.h public/tesk_ext_decoder.h
   DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/teskengine/public" COMPONENT development)
+if(TARGET tesk_ext_ffmpeg)
+  install(TARGETS tesk_ext_ffmpeg LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/tesk" COMPONENT runtime)
+endif()
 
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/TeskEngine")
 install(EXPORT TeskEngineTargets NAMESPACE TeskEngine:: DESTINATION "${package_dir}" COMPONENT development)
