@@ -1,0 +1,1 @@
+tesk_fuzz(cue cue_fuzz.cpp tesk_tags)

@@ -1,0 +1,1 @@
+tesk_fuzz(tags tags_fuzz.cpp tesk_tags)
