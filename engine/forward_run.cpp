@@ -1,15 +1,20 @@
 #include "engine/forward_run.h"
 
 #include "effect/stage_registry.h"
+#include "engine/base/paths.h"
 #include "engine/base/report.h"
 #include "engine/base/reporter.h"
+#include "engine/metadata_prompt.h"
 #include "engine/options/options.h"
 #include "engine/process_state.h"
-#include "pipeline/convert.h"
+#include "input/loaded/stream_loader.h"
+#include "pipeline/cue_plan.h"
+#include "pipeline/cue_run.h"
 #include "pipeline/kernel/dispatch.h"
 #include "pipeline/parallel/worker_pool.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace tesk {
 namespace {
@@ -20,7 +25,7 @@ bool refusesDsdInput(const std::vector<std::string>& arguments, Reporter& report
     for (std::size_t i = 0; i + 1 < arguments.size(); ++i) {
         if (arguments[i] != "-i" && arguments[i] != "--input") continue;
         const std::string& input = arguments[i + 1];
-        const std::string extension = outputExtension(input);
+        const std::string extension = fileExtension(input);
         if (extension != "dsf" && extension != "dff" && extension != "dst" && extension != "wsd") continue;
         report.error("Error: input '%s' looks like DSD, but forward mode only takes PCM (FLAC/WAV/AIFF).\n       For "
                      "PDM2PCM use: -i %s OUTPUT.wav --reverse\n",
@@ -41,6 +46,26 @@ bool asksForHelp(const std::vector<std::string>& arguments)
 {
     return std::any_of(arguments.begin(), arguments.end(),
                        [](const auto& word) { return word == "-h" || word == "--help"; });
+}
+
+std::string optionOrVariable(const std::string& option, const char* variable)
+{
+    if (!option.empty()) return option;
+    const char* value = std::getenv(variable);
+    return value ? value : "";
+}
+
+/// The decoders of run time that the user named, and the one that is installed unless "none" is asked for.
+DecoderChoice decoderChoice(const ConversionSettings& settings)
+{
+    DecoderChoice choice;
+    choice.plugin = optionOrVariable(settings.extDecoderPath, "TESK_EXT_DECODER");
+    choice.mediaLibrary = optionOrVariable(settings.mediaLibraryPath, "TESK_MEDIA_LIBRARY");
+    if (choice.plugin == "none")
+        choice.plugin.clear();
+    else
+        choice.installedPlugin = installedPlugin();
+    return choice;
 }
 
 double megabytesPerSecond(std::uint64_t bytes, double seconds)
@@ -87,7 +112,16 @@ int runForward(const std::vector<std::string>& arguments)
     report.line("SIMD: ", "%s\n", kernels.level);
     log_auto(settings.logRequested || settings.quiet, settings.logPath, settings.quiet ? logSilent : settings.logMode);
     StopFlag stop(state.host_stop_requested);
-    const JobResult result = convertPcmToPdm(settings, {report, stop, parallel::WorkerPool::instance(), kernels});
+    const JobEnvironment environment{.report = report,
+                                     .stop = stop,
+                                     .pool = parallel::WorkerPool::instance(),
+                                     .kernels = kernels,
+                                     .streamLoader = makeStreamLoader(decoderChoice(settings), report),
+                                     .completeMetadata = [&](MetadataRecord& record) {
+                                         return prompt_dff_metadata(record, standardTerminal(settings.gui), report);
+                                     }};
+    const JobResult result =
+        asksForCueRun(settings) ? convertCueTracks(settings, environment) : convertPcmToPdm(settings, environment);
     state.run_result = result.status;
     printClosingLines(result, report);
     log_close();

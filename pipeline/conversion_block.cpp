@@ -60,7 +60,7 @@ PDM_ENCODING_STATUS processConversionBlock(Pcm2pdm* job, ConversionBlockState& s
     for (BlockObserver* observer : state.observers) observer->see(samples, plan.blockSamples(), position);
 
     if (!job->status.ok()) return job->status.value();
-    return state.writer.append(state.packedChannels.data()).status();
+    return state.writer.append(state.packedChannels.data(), plan.blockBytes()).status();
 }
 
 } // namespace tesk

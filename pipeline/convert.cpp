@@ -1,11 +1,13 @@
 #include "pipeline/convert.h"
 
+#include "input/tags/input_tags.h"
 #include "pipeline/block_loop.h"
 #include "pipeline/chain_builder.h"
 #include "pipeline/headroom.h"
 #include "pipeline/output.h"
 #include "pipeline/overload_report.h"
 #include "pipeline/oversampling_filter.h"
+#include "pipeline/replay_gain.h"
 #include "pipeline/residual.h"
 #include "pipeline/source.h"
 #include "platform/terminal.h"
@@ -37,9 +39,9 @@ Status buildStages(Pcm2pdm& job)
 void announceOutput(const Pcm2pdm& job)
 {
     if (!job.settings.pipe) {
-        const std::string& path = job.settings.outputPath;
-        job.report.line("Outfile extension:", "%s\n", "dsf" /* the one container this version writes */);
-        job.report.line("Using file output:", "%s\n", path.c_str());
+        job.report.line("Outfile extension:", "%s\n", containerOf(job.settings).c_str());
+        if (job.piece.cuts.empty()) job.report.line("Using file output:", "%s\n", job.settings.outputPath.c_str());
+        for (const TrackCut& cut : job.piece.cuts) job.report.line("Using file output:", "%s\n", cut.path.c_str());
         return;
     }
     if (platform::isTerminal(stdout)) job.report.warning("Stdout is not a pipe, but pipe mode was requested\n");
@@ -47,12 +49,30 @@ void announceOutput(const Pcm2pdm& job)
     job.report.line("Report", "Using stdout for DSD data output (pipe mode)\n");
 }
 
+Status checkOutputs(const Pcm2pdm& job)
+{
+    if (job.piece.cuts.empty()) return checkOutput(job.settings, job.settings.outputPath, job.report);
+    for (const TrackCut& cut : job.piece.cuts)
+        if (Status status = checkOutput(job.settings, cut.path, job.report); !status) return status;
+    return {};
+}
+
+/// The tags of the output; a DSDIFF file must know its artist and title.
+Status settleMetadata(Pcm2pdm& job)
+{
+    if (job.settings.metadataFromInput) read_input_tags(job.settings.inputs.front(), job.metadata, job.report);
+    if (job.settings.pipe || containerOf(job.settings) != "dff" || !job.environment.completeMetadata) return {};
+    return job.environment.completeMetadata(job.metadata);
+}
+
 /// Everything before the first byte of output.
 Status prepare(Pcm2pdm& job)
 {
-    if (Status status = JobOutput::check(job); !status) return status;
+    if (Status status = checkOutputs(job); !status) return status;
+    if (Status status = settleMetadata(job); !status) return status;
     announceOutput(job);
     if (Status status = loadSource(job); !status) return status;
+    settleReplayGain(job);
     if (Status status = designOversamplingFilter(job); !status) return status;
     if (Status status = buildStages(job); !status) return status;
     return settleHeadroom(job);
@@ -60,25 +80,25 @@ Status prepare(Pcm2pdm& job)
 
 void encode(Pcm2pdm& job)
 {
-    JobOutput output;
-    job.status.keep(output.open(job));
+    const auto output = makeJobOutput(job);
+    job.status.keep(output->open());
     if (!job.status.ok()) return;
-    ConversionBlockState state(job, output.writer());
+    ConversionBlockState state(job, output->writer());
     ResidualObserver residual(job);
     state.observers.push_back(&residual);
     runBlockLoop(job, state);
 
     if (job.status.value() == kHostStopped) {
-        (void)output.writer().stop().ok(); // what was written stays, and the status is settled
+        (void)output->writer().stop().ok(); // what was written stays, and the status is settled
     } else if (job.status.ok()) {
         std::size_t drained = 0;
         job.status.keep(job.chain.flush(nullptr, &drained)); // no stage has a tail
-        job.status.keep(output.writer().finish(job.settings.metadata, job.report));
+        job.status.keep(output->writer().finish(job.metadata, job.report));
         if (job.status.ok() && !takeStop(job))
             for (BlockObserver* observer : state.observers) observer->report(job.report);
     }
-    if (job.status.ok() || job.status.value() == kHostStopped) job.status.keep(output.commit(job.report));
-    job.timing.bytesWritten = output.writer().bytesWritten();
+    if (job.status.ok() || job.status.value() == kHostStopped) job.status.keep(output->commit());
+    job.timing.bytesWritten = output->writer().bytesWritten();
     reportOverload(job);
 }
 
@@ -98,10 +118,10 @@ void run(Pcm2pdm& job)
 
 } // namespace
 
-JobResult convertPcmToPdm(const ConversionSettings& settings, const JobEnvironment& environment)
+JobResult convertPcmToPdm(const ConversionSettings& settings, const JobEnvironment& environment, const JobPiece& piece)
 {
     const auto start = Clock::now();
-    Pcm2pdm job(settings, environment);
+    Pcm2pdm job(settings, environment, piece);
     try {
         run(job);
     } catch (const std::bad_alloc&) {

@@ -9,14 +9,18 @@
 #include "engine/base/stop_flag.h"
 #include "filter/filter_plan.h"
 #include "input/open_pcm.h"
+#include "input/tags/replay_gain.h"
 #include "modulator/one_bit_stage.h"
 #include "pipeline/kernel/kernel_table.h"
 #include "pipeline/kernel/phase_table.h"
 #include "pipeline/parallel/worker_pool.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace tesk {
 
@@ -26,6 +30,23 @@ struct JobEnvironment {
     StopFlag& stop;
     parallel::WorkerPool& pool;
     const kernel::KernelTable& kernels;
+    StreamLoader streamLoader = {}; ///< decoders of run time
+    /// Completes the tags of an output that needs an artist and a title, or refuses the run. May be empty.
+    std::function<Status(MetadataRecord&)> completeMetadata = {};
+};
+
+/// Where a track begins in a continuous stream, and the file it goes to.
+struct TrackCut {
+    std::uint64_t frame = 0; ///< of the stream, at the input's rate
+    std::string path;
+    MetadataRecord metadata;
+};
+
+/// The part of the input that a job takes, and what is known of it besides the options.
+struct JobPiece {
+    FrameRange range;
+    std::optional<ReplayGain> replayGain; ///< nothing: the input's tags tell
+    std::vector<TrackCut> cuts;           ///< empty: one output, the settings' own
 };
 
 /// The numbers that follow from the source's rate and the settings.
@@ -46,6 +67,7 @@ struct StreamPlan {
 
     std::size_t blockSamples() const { return static_cast<std::size_t>(blockFrames) * factor; } ///< per channel
     std::size_t blockBytes() const { return blockSamples() / 8; }                               ///< per channel
+    std::uint64_t totalBytes() const { return blockCount * blockBytes(); }                      ///< per channel
 };
 
 /// Bytes and seconds of both halves of a job, for the closing table.
@@ -55,18 +77,21 @@ struct JobTiming {
 };
 
 struct Pcm2pdm {
-    Pcm2pdm(const ConversionSettings& jobSettings, const JobEnvironment& environment)
-        : settings(jobSettings), report(environment.report), stop(environment.stop), pool(environment.pool),
-          kernels(environment.kernels)
+    Pcm2pdm(const ConversionSettings& jobSettings, const JobEnvironment& jobEnvironment, const JobPiece& jobPiece)
+        : settings(jobSettings), environment(jobEnvironment), piece(jobPiece), report(environment.report),
+          stop(environment.stop), pool(environment.pool), kernels(environment.kernels), metadata(settings.metadata)
     {
     }
 
     const ConversionSettings& settings;
+    const JobEnvironment& environment;
+    const JobPiece& piece;
     Reporter& report;
     StopFlag& stop;
     parallel::WorkerPool& pool;
     const kernel::KernelTable& kernels;
 
+    MetadataRecord metadata; ///< of the output: the options' fields, and the input's where they are not given
     PcmRecording recording;
     StreamPlan plan;
     std::unique_ptr<kernel::PhaseTable> phases;
@@ -80,5 +105,7 @@ struct Pcm2pdm {
 /// Takes a waiting stop request: prints its line, keeps the status and answers true. Steps that see
 /// `stop.pending()` return kHostStopped and leave the taking to their caller.
 bool takeStop(Pcm2pdm& job);
+/// The same where there is no job yet: takes the request and prints its line.
+bool takeStop(const JobEnvironment& environment);
 
 } // namespace tesk

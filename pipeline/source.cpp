@@ -78,12 +78,19 @@ Result<StreamPlan, PDM_ENCODING_STATUS> planStream(std::uint32_t pcmRate, int ov
     return DSD_ERROR_PCMBASESAMPLERATE;
 }
 
+LoadContext loadContext(const JobEnvironment& environment)
+{
+    LoadContext context{environment.report, environment.stop};
+    context.streamLoader = environment.streamLoader;
+    return context;
+}
+
 Status loadSource(Pcm2pdm& job)
 {
     const auto start = std::chrono::steady_clock::now();
     const std::string& path = job.settings.inputs.front();
     std::string error;
-    const Status loaded = open_pcm(path, {job.report, job.stop}, job.recording, error);
+    const Status loaded = open_pcm(path, loadContext(job.environment), job.recording, error, job.piece.range);
     if (loaded.status() == kHostStopped) return loaded;
     if (!loaded) {
         if (!error.empty()) job.report.error("Error : %s\n", error.c_str());

@@ -8,6 +8,9 @@ namespace tesk {
 /// Loads settings.inputs[0], arranges its channels and settles the stream plan but for the guard.
 Status loadSource(Pcm2pdm& job);
 
+/// What the loader needs of the environment.
+LoadContext loadContext(const JobEnvironment& environment);
+
 /// The plan's rates, or a status when the source's rate is not one that DSD rates are built on. With `anyDivisor`
 /// every rate that divides the DSD rate of a family is taken.
 Result<StreamPlan, PDM_ENCODING_STATUS> planStream(std::uint32_t pcmRate, int oversampling, bool anyDivisor);

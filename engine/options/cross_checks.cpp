@@ -1,5 +1,6 @@
 #include "engine/options/cross_checks.h"
 
+#include "engine/base/paths.h"
 #include "engine/options/option_table.h"
 #include "engine/options/options.h"
 
@@ -29,6 +30,18 @@ bool optionsAgree(const ConversionSettings& s, Reporter& report)
     return true;
 }
 
+/// What a CUE sheet asks of the other options.
+bool sheetFits(const ConversionSettings& s, Reporter& report)
+{
+    const bool hasSheet = !s.cuePath.empty() || (s.inputs.size() == 1 && fileExtension(s.inputs.front()) == "cue");
+    if (s.cueContinuous && !hasSheet)
+        return reject(report, "Error : --cue-continuous needs a CUE sheet: --cue PATH, or -i SHEET.cue\n");
+    if (hasSheet && s.pipe)
+        return reject(report, "Error : a CUE sheet makes one file per track, which standard output cannot take; name "
+                              "an output file.\n");
+    return true;
+}
+
 bool filesAreNamed(const ConversionSettings& s, Reporter& report)
 {
     const bool listing = s.presetList || s.listDevices;
@@ -44,7 +57,7 @@ bool filesAreNamed(const ConversionSettings& s, Reporter& report)
         return reject(report, format("%-20s\tNo output file specified.\n", "Report"));
     if (hasOutput && s.inputs.size() > 1 && !s.measure && !s.batch)
         return reject(report, "Outfile extension unsupport multiple inputs.\n");
-    return true;
+    return sheetFits(s, report);
 }
 
 constexpr std::array<std::string_view, 4> kContainers = {"dsf", "dff", "dst", "wsd"};
@@ -95,7 +108,7 @@ bool passesCrossChecks(ConversionSettings& settings, Reporter& report, std::vect
     if (!optionsAgree(settings, report) || !filesAreNamed(settings, report)) return false;
     if (settings.pipe) settings.outputPath.assign(1, '-');
     if (!settings.pipe && !settings.outputPath.empty()) {
-        const std::string extension = outputExtension(settings.outputPath);
+        const std::string extension = fileExtension(settings.outputPath);
         if (!extensionFits(settings, extension, report)) return false;
         takeContainerFromExtension(settings, extension, unavailable);
     }

@@ -26,7 +26,4 @@ std::string versionBanner();
 
 void printHelp(Reporter& report);
 
-/// The text after the last point of the path's file name, in lower case (ASCII); empty without a point.
-std::string outputExtension(std::string_view path);
-
 } // namespace tesk

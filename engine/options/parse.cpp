@@ -84,15 +84,4 @@ ParseOutcome parse_options(const std::vector<std::string>& arguments, Conversion
 
 std::string versionBanner() { return "Tesk Engine " TESK_VERSION " (PCM to one-bit DSD conversion)"; }
 
-std::string outputExtension(std::string_view path)
-{
-    const std::string_view name = path.substr(path.find_last_of("/\\") + 1);
-    const std::size_t point = name.find_last_of('.');
-    if (point == std::string_view::npos) return {};
-    std::string extension(name.substr(point + 1));
-    for (char& c : extension)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    return extension;
-}
-
 } // namespace tesk

@@ -14,7 +14,6 @@ constexpr const char* kDither = "the dither stage is not built yet";
 constexpr const char* kQuantizer = "the PCM quantiser is not built yet";
 constexpr const char* kReports = "the analysis reports are not built yet";
 constexpr const char* kLoudness = "loudness normalisation is not built yet";
-constexpr const char* kReplayGain = "ReplayGain normalisation is not built yet";
 constexpr const char* kRestoration = "the restoration and mastering chain is not built yet";
 
 constexpr Option kEqualizer[] = {
@@ -188,8 +187,7 @@ constexpr Option kQuantization[] = {
      .alsoSets = &S::replayGain,
      .choices = kReplayGainModes,
      .bareValue = 0,
-     .help = "ReplayGain normalisation",
-     .unavailable = kReplayGain},
+     .help = "Level from the ReplayGain tags of the input, never into clipping"},
     {.names = {"-nt", "--noise-threshold"},
      .argument = "DB",
      .kind = ValueKind::number,

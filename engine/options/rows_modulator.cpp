@@ -255,6 +255,17 @@ constexpr Option kProcess[] = {
      .messages = {.missing = "Memory Cache is NULL",
                   .notNumber = "Memory Cache Size not a number",
                   .invalid = "Memory Cache Size must be even and over 0"}},
+    {.names = {"--ext-decoder"},
+     .argument = "PATH",
+     .kind = ValueKind::file,
+     .destination = &S::extDecoderPath,
+     .help = "Decoder library for formats that are not built in (or TESK_EXT_DECODER);\n"
+             "\"none\" switches the installed one off"},
+    {.names = {"--media-library"},
+     .argument = "PATH",
+     .kind = ValueKind::file,
+     .destination = &S::mediaLibraryPath,
+     .help = "libavformat of the 3.x generation for the same purpose (or TESK_MEDIA_LIBRARY)"},
     {.names = {"--no-simd"}, .destination = &S::simd, .flagValue = false, .help = "Plain scalar arithmetic [flag]"},
 };
 

@@ -24,7 +24,8 @@ constexpr Option kMandatory[] = {
      .argument = "FILE",
      .kind = ValueKind::file,
      .destination = &S::inputs,
-     .help = "Input PCM (FLAC/WAV/W64/AIFF); several for --batch.\n"
+     .help = "Input PCM (WAV, W64, AIFF, FLAC, TTA, WavPack, and with a decoder library ALAC, APE,\n"
+             "AAC, Opus, MP3 ...), or a CUE sheet; several for --batch.\n"
              "The output PDM file (DSF/DFF/DST/WSD) stands alone, \"-\" is standard output.",
      .messages = {.missing = "-i requires a filename"}},
 };

@@ -8,8 +8,6 @@ namespace {
 using S = ConversionSettings;
 using M = MetadataRecord;
 
-constexpr const char* kInputTags = "reading the input's tags is not built yet";
-constexpr const char* kCue = "CUE sheets are not built yet";
 constexpr const char* kPresets = "presets are not built yet";
 constexpr const char* kBatch = "batch mode is not built yet";
 constexpr const char* kReverse = "the reverse conversion is not built yet";
@@ -45,14 +43,16 @@ constexpr Option kMetadata[] = {
      .help = "Cover picture (JPEG/PNG)"},
     {.names = {"--metadata-from-input"},
      .destination = &S::metadataFromInput,
-     .help = "Take the tags of the input [flag]",
-     .unavailable = kInputTags},
+     .help = "Take the tags and the cover of the input where no option gives one [flag]"},
     {.names = {"--cue"},
      .argument = "PATH",
      .kind = ValueKind::file,
      .destination = &S::cuePath,
-     .help = "CUE sheet of the input",
-     .unavailable = kCue},
+     .help = "CUE sheet of the input: one output per track, OUT_Track01.dsf and so on.\n"
+             "A sheet as the input (-i album.cue) finds its own recording."},
+    {.names = {"--cue-continuous"},
+     .destination = &S::cueContinuous,
+     .help = "Convert the sheet's tracks as one stream, cut without a gap [flag]"},
 };
 
 constexpr Choice kMasteringPresets[] = {{"classical", 0}, {"pop", 1}, {"jazz", 2}};

@@ -1,4 +1,5 @@
 // Whole command lines: what stands in the settings afterwards, and what is refused as not built.
+#include "engine/base/paths.h"
 #include "tests/options/command_line.h"
 
 #include <gtest/gtest.h>
@@ -162,9 +163,9 @@ TEST(CommandLine, FormatWinsOverTheExtension)
     EXPECT_EQ(other.text, "Report              \tnote: --format dsf overrides the output extension 'dff'\n");
     EXPECT_EQ(parse({"-i", "a.wav", "o.DSF", "--format", "dsf"}).text, "");
     EXPECT_EQ(parse({"-i", "a.wav", "o", "--format", "dsf"}).outcome.status, 0);
-    EXPECT_EQ(outputExtension("a.b/c.D.DsF"), "dsf");
-    EXPECT_EQ(outputExtension("a.b\\c"), "");
-    EXPECT_EQ(outputExtension("c."), "");
+    EXPECT_EQ(fileExtension("a.b/c.D.DsF"), "dsf");
+    EXPECT_EQ(fileExtension("a.b\\c"), "");
+    EXPECT_EQ(fileExtension("c."), "");
 }
 
 TEST(CommandLine, HostArgumentsAreSkipped)

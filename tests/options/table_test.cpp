@@ -78,7 +78,8 @@ TEST(OptionTable, EveryBuiltOptionChangesTheRecordInItsOwnWay)
         const std::string own = option.longName();
         if (own == "--input") return; // every line of these tests has one
         const ConversionSettings before = own == "--pipe" ? ConversionSettings{} : withFlag(option, !option.flagValue);
-        const Line plain = own == "--pipe" ? Line{"-i", "in.wav"} : Line{"-i", "in.wav", "out.dsf"};
+        const char* input = own == "--cue-continuous" ? "in.cue" : "in.wav";
+        const Line plain = own == "--pipe" ? Line{"-i", input} : Line{"-i", input, "out.dsf"};
         for (const char* name : option.names) {
             if (!name) continue;
             Line line = {name};

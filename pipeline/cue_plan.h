@@ -1,0 +1,39 @@
+// From a CUE sheet and its recording to the pieces that are converted.
+#pragma once
+
+#include "input/tags/cue_sheet.h"
+#include "pipeline/pcm2pdm.h"
+
+#include <string>
+#include <vector>
+
+namespace tesk {
+
+/// One track: its frames of the recording, the file it goes to, and what is known of it.
+struct CuePiece {
+    FrameRange range;
+    std::string path; ///< empty when the output's name leaves none
+    MetadataRecord metadata;
+    std::optional<ReplayGain> replayGain; ///< of the sheet
+};
+
+struct CuePlan {
+    std::string sheet, recording; ///< paths
+    std::optional<ReplayGain> albumGain;
+    std::vector<CuePiece> tracks;
+};
+
+/// Whether the settings ask for a run over the tracks of a sheet.
+bool asksForCueRun(const ConversionSettings& settings);
+
+/// Reads the sheet, finds and measures its recording, and settles every track. Texts rank: options, sheet, the
+/// recording's own tags (those of the whole, so neither its title nor its track number). Prints the reason of a
+/// failure: nothing has been written then.
+Status planCueRun(const ConversionSettings& settings, const JobEnvironment& environment, CuePlan& plan);
+
+/// The recording that a sheet's FILE line means, relative to the sheet's folder. Where it does not exist, a file of
+/// the same name with another extension is taken, for sheets outlive the conversion of their recordings. Empty, with
+/// `error` set, when there is none.
+std::string recordingOfSheet(const std::string& sheetPath, const CueSheet& sheet, std::string& error);
+
+} // namespace tesk

@@ -1,0 +1,58 @@
+#include "pipeline/replay_gain.h"
+
+#include "input/tags/tag_set.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tesk {
+namespace {
+
+struct Chosen {
+    const char* name;
+    double gainDb;
+    std::optional<double> peak;
+};
+
+std::optional<Chosen> choose(const ReplayGain& tags, bool album)
+{
+    const std::optional<Chosen> track =
+        tags.trackGainDb ? std::optional(Chosen{"track", *tags.trackGainDb, tags.trackPeak}) : std::nullopt;
+    const std::optional<Chosen> whole =
+        tags.albumGainDb ? std::optional(Chosen{"album", *tags.albumGainDb, tags.albumPeak}) : std::nullopt;
+    if (album) return whole ? whole : track;
+    return track ? track : whole;
+}
+
+double samplePeak(const Pcm2pdm& job)
+{
+    double peak = 0;
+    const Signal& signal = job.recording.signal;
+    for (std::uint32_t c = 0; c < signal.channels(); ++c)
+        peak = std::max(peak, job.kernels.peak(signal.channel(c), static_cast<std::size_t>(signal.frames())));
+    return peak;
+}
+
+} // namespace
+
+void settleReplayGain(Pcm2pdm& job)
+{
+    if (!job.settings.replayGain) return;
+    const ReplayGain tags =
+        job.piece.replayGain ? *job.piece.replayGain : readTagSet(job.settings.inputs.front()).replayGain;
+    const bool album = job.settings.replayGainMode == "album";
+    const auto chosen = choose(tags, album);
+    if (!chosen) {
+        job.report.alert("the input has no ReplayGain tags; its level stays as it is\n");
+        return;
+    }
+    const double peak = chosen->peak.value_or(samplePeak(job));
+    const double mostDb = peak > 0 ? -20 * std::log10(peak) : chosen->gainDb;
+    const double appliedDb = std::min(chosen->gainDb, mostDb);
+    job.plan.inputGain *= std::pow(10.0, appliedDb / 20);
+    job.report.line("ReplayGain:", "%s gain %+.2f dB, peak %.6f (%s): %+.2f dB applied%s\n", chosen->name,
+                    chosen->gainDb, peak, chosen->peak ? "tag" : "measured", appliedDb,
+                    appliedDb < chosen->gainDb ? ", so that it does not clip" : "");
+}
+
+} // namespace tesk
