@@ -88,7 +88,10 @@ class Inputs(Case):
         for name in ("in.tta", "in.m4a", "in.mp3", "in.wv", "in.ogg"):
             codec = {"in.m4a": ["-c:a", "alac"], "in.wv": ["-c:a", "wavpack"], "in.ogg": ["-c:a", "libvorbis"]}.get(name, [])
             self.ffmpeg("-i", "in.wav", *codec, *meta, name)
-        for name in ("in.flac", "in.tta", "in.m4a", "in.mp3", "in.wv", "in.ogg"):
+        tool("wavpack", "-q", self.path("in.wav"), "-o", self.path("tagged.wv"))
+        tool("wvtag", "-q", "-w", "Title=Über", "-w", "Artist=Künstler", "-w", "Album=Album", "-w", "Genre=Jazz",
+             "-w", "Track=3/12", self.path("tagged.wv"))
+        for name in ("in.flac", "tagged.wv", "in.tta", "in.m4a", "in.mp3", "in.wv", "in.ogg"):
             with self.subTest(name=name):
                 self.convert("-i", name, "out.dsf", "--metadata-from-input")
                 self.path("tag").write_bytes(Dsf(self.path("out.dsf")).tag)
