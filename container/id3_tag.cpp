@@ -84,7 +84,10 @@ std::vector<std::uint8_t> id3Tag(const MetadataRecord& metadata, Reporter& repor
     frames.text("TDRC", metadata.date);
     frames.text("TCON", metadata.genre);
     frames.comment(metadata.comment);
-    frames.picture(metadata.coverPath ? readCover(*metadata.coverPath, report) : metadata.coverImage);
+    if (metadata.coverPath)
+        frames.picture(readCover(*metadata.coverPath, report));
+    else if (metadata.coverImage)
+        frames.picture(*metadata.coverImage);
     frames.text("TSSE", kEncoderText);
     frames.text("TENC", kEncoderText);
     const std::vector<std::uint8_t> body = frames.take();

@@ -8,7 +8,6 @@
 #include "engine/options/options.h"
 #include "engine/process_state.h"
 #include "input/loaded/stream_loader.h"
-#include "pipeline/cue_plan.h"
 #include "pipeline/cue_run.h"
 #include "pipeline/kernel/dispatch.h"
 #include "pipeline/parallel/worker_pool.h"
@@ -121,7 +120,7 @@ int runForward(const std::vector<std::string>& arguments)
                                          return prompt_dff_metadata(record, standardTerminal(settings.gui), report);
                                      }};
     const JobResult result =
-        asksForCueRun(settings) ? convertCueTracks(settings, environment) : convertPcmToPdm(settings, environment);
+        settings.usesCueSheet() ? convertCueTracks(settings, environment) : convertPcmToPdm(settings, environment);
     state.run_result = result.status;
     printClosingLines(result, report);
     log_close();

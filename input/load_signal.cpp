@@ -9,8 +9,8 @@
 namespace tesk {
 namespace {
 
-/// First guess where neither header nor file length tell: two minutes of stereo at 44.1 kHz, 80 MiB.
-constexpr std::uint64_t kFirstGuessFrames = std::uint64_t{5} << 20;
+/// First guess where neither header nor file length tell: a minute of stereo at 44.1 kHz, 40 MiB.
+constexpr std::uint64_t kFirstGuessSamples = std::uint64_t{5} << 20;
 
 /// Replaces floating-point samples that are no sound, and remembers how many there were.
 class SampleCheck {
@@ -57,7 +57,7 @@ public:
         const std::uint64_t claimed = std::max(info.declaredFrames.value_or(0), info.storedFrames.value_or(0));
         if (!mayHold(inRange(claimed))) return DSD_ERROR_INPUT;
         const bool known = info.storedFrames || info.declaredFrames;
-        allocated_ = known ? inRange(info.storedFrames.value_or(claimed)) : std::min(rangeLength(), kFirstGuessFrames);
+        allocated_ = known ? inRange(info.storedFrames.value_or(claimed)) : std::min(rangeLength(), firstGuess());
         recording_.signal = Signal(info.channels, allocated_);
         if (Status status = skipToRange(); !status) return status;
         if (Status status = readRange(); !status) return status;
@@ -75,11 +75,23 @@ private:
         return std::min(frames, range_.end) - std::min({frames, range_.begin, range_.end});
     }
 
-    bool mayHold(std::uint64_t frames)
+    /// As much of the usual guess as the memory has room for.
+    std::uint64_t firstGuess() const
     {
         const std::uint32_t channels = recording_.info.channels;
-        if (recording_.info.streamed && !checkStreamLimit(channels, frames, error_)) return false;
-        if (check_signal_memory(channels, frames, context_)) return true;
+        std::uint64_t frames = kFirstGuessSamples / channels;
+        while (frames > kLoadChunkFrames && !fitsInMemory(channels, frames, context_)) frames /= 2;
+        return frames;
+    }
+
+    bool mayHold(std::uint64_t frames)
+    {
+        const PcmInfo& info = recording_.info;
+        return (!info.streamed || checkStreamLimit(info.channels, frames, error_)) && mayAllocate(frames);
+    }
+    bool mayAllocate(std::uint64_t frames)
+    {
+        if (check_signal_memory(recording_.info.channels, frames, context_)) return true;
         error_ = "the signal buffer does not fit in memory";
         return false;
     }
@@ -121,9 +133,11 @@ private:
             auto got = readChunk(planar.data(), rangeLength() - frames_);
             if (!got.ok()) return got.status();
             if (*got == 0) return {};
-            if (recording_.info.isFloat)
+            if (recording_.info.isFloat || recording_.info.unchecked)
                 for (std::uint32_t c = 0; c < planar.size(); ++c) check_.clean(planar[c], *got, c, frames_);
             frames_ += *got;
+            if (recording_.info.streamed && !checkStreamLimit(recording_.info.channels, frames_, error_))
+                return DSD_ERROR_INPUT;
             if (frames_ > recording_.signal.frames() && !grow()) return DSD_ERROR_INPUT;
         }
         return {};
@@ -131,8 +145,10 @@ private:
 
     bool grow()
     {
-        const std::uint64_t wanted = frames_ + frames_ / 2;
-        if (!mayHold(wanted)) return false;
+        // Both signals exist while the samples move. Where half as much again is too much, a little more will do.
+        const std::uint64_t ample = frames_ + frames_ / 2, least = frames_ + kLoadChunkFrames;
+        const std::uint64_t wanted = fitsInMemory(recording_.info.channels, ample, context_) ? ample : least;
+        if (!mayAllocate(wanted)) return false;
         resize(wanted);
         return true;
     }
@@ -151,9 +167,11 @@ private:
     {
         const PcmInfo& info = recording_.info;
         const auto& declared = info.declaredFrames;
-        if (declared && *declared != frames_ && range_.whole() && !info.lengthIsHint)
+        if (declared && *declared != range_.begin + frames_ && range_.end == FrameRange::kToTheEnd &&
+            !info.lengthIsHint)
             context_.report.alert("the header declares %llu frames, the file holds %llu; the latter are used\n",
-                                  static_cast<unsigned long long>(*declared), static_cast<unsigned long long>(frames_));
+                                  static_cast<unsigned long long>(*declared),
+                                  static_cast<unsigned long long>(range_.begin) + frames_);
         check_.warn(context_.report);
         for (const std::string& text : reader_.warnings()) context_.report.alert("%s\n", text.c_str());
     }

@@ -21,8 +21,6 @@ struct FrameRange {
 
     std::uint64_t begin = 0;
     std::uint64_t end = kToTheEnd;
-
-    bool whole() const { return begin == 0 && end == kToTheEnd; }
 };
 
 /// Frames decoded between two looks at the stop flag.
@@ -49,7 +47,7 @@ private:
 /// lies before is decoded and dropped.
 ///
 /// Memory is allocated once when the length is known, after the gate has passed the declared length; otherwise it
-/// grows while reading, through the gate each time. Floating-point samples that are not finite or beyond
+/// grows while reading, through the gate each time. Floating-point and unchecked samples that are not finite or beyond
 /// kLargestSample become 0, with one warning. A difference between declared and real length is a warning too.
 ///
 /// @return  kHostStopped when the host asks to stop; DSD_ERROR_INPUT, with `error` set, for everything else.

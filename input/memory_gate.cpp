@@ -21,10 +21,16 @@ double product(std::uint32_t channels, std::uint64_t frames, double bytes)
 
 } // namespace
 
+bool fitsInMemory(std::uint32_t channels, std::uint64_t frames, const LoadContext& context)
+{
+    const auto available = context.availableMemory();
+    return !available || fits(channels, frames, sizeof(double), *available - *available / 10);
+}
+
 bool check_signal_memory(std::uint32_t channels, std::uint64_t frames, const LoadContext& context)
 {
     const auto available = context.availableMemory();
-    if (!available || fits(channels, frames, sizeof(double), *available - *available / 10)) return true;
+    if (!available || fitsInMemory(channels, frames, context)) return true;
     // The text says "2ch" for any number of channels; users and their scripts know it so.
     context.report.closing(
         "Error: a %.1f GB signal buffer is needed (2ch x %zu samples), but only %.1f GB of physical memory is "

@@ -27,6 +27,9 @@ struct LoadContext {
     StreamLoader streamLoader = {}; ///< for what the built-in readers do not read
 };
 
+/// Whether the samples of such a signal fit in nine tenths of the available memory; true when nobody can say.
+bool fitsInMemory(std::uint32_t channels, std::uint64_t frames, const LoadContext& context);
+
 /// Whether a signal of that many frames may be allocated: its samples must fit in nine tenths of the available
 /// memory. A refusal is reported. When the memory cannot be asked for, everything may.
 bool check_signal_memory(std::uint32_t channels, std::uint64_t frames, const LoadContext& context);

@@ -112,6 +112,7 @@ std::unique_ptr<PcmReader> openByTrial(const std::string& path, AudioKind kind, 
     std::string loadersWords;
     if (context.streamLoader)
         if (auto reader = context.streamLoader(path, loadersWords)) return reader;
+    if (!loadersWords.empty()) error += "\n  " + loadersWords;
     return nullptr;
 }
 

@@ -16,12 +16,13 @@ struct PcmInfo {
     std::string format; ///< "WAV", "Wave64", "RF64", "BW64", "AIFF", "AIFC", "FLAC", ...
     std::uint32_t channels = 0;
     std::uint32_t sampleRate = 0; ///< Hz
-    int bitsPerSample = 0;        ///< valid bits of the source; 32 or 64 for floating point
+    int bitsPerSample = 0;        ///< valid bits of the source; 32 or 64 for floating point, 24 for lossy formats
     bool isFloat = false;
     std::optional<std::uint64_t> declaredFrames; ///< what the header claims; nothing when it makes no claim
     std::optional<std::uint64_t> storedFrames;   ///< what the file's length leaves room for; nothing when only
                                                  ///< decoding can tell
     bool lengthIsHint = false; ///< declaredFrames is an estimate, as lossy formats have it; deviating is no fault
+    bool unchecked = false;    ///< samples may be any double, as decoders of run time may return them
     bool streamed = true;      ///< decoded piece by piece from the file; the limit for streaming readers then holds
 };
 

@@ -61,7 +61,8 @@ Status checkOutputs(const Pcm2pdm& job)
 Status settleMetadata(Pcm2pdm& job)
 {
     if (job.settings.metadataFromInput) read_input_tags(job.settings.inputs.front(), job.metadata, job.report);
-    if (job.settings.pipe || containerOf(job.settings) != "dff" || !job.environment.completeMetadata) return {};
+    const bool ofTracks = !job.piece.cuts.empty(); // they bring their own
+    if (ofTracks || !needsArtistAndTitle(job.settings) || !job.environment.completeMetadata) return {};
     return job.environment.completeMetadata(job.metadata);
 }
 

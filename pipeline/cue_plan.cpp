@@ -98,11 +98,11 @@ Status settleTracks(const ConversionSettings& settings, const CueSheet& sheet, c
     const auto frameOf = [&](std::uint64_t position) { return position * length.info.sampleRate / kCueRate; };
     MetadataRecord whole;
     if (settings.metadataFromInput) whole = recordingMetadata(plan.recording, report);
-    for (std::size_t t = 0; t < sheet.tracks.size(); ++t) {
-        const CueTrack& track = sheet.tracks[t];
+    for (const CueTrack& track : sheet.tracks) {
         CuePiece piece;
         piece.range.begin = frameOf(track.start);
-        piece.range.end = t + 1 < sheet.tracks.size() ? frameOf(sheet.tracks[t + 1].start) : length.frames;
+        if (track.end > 0) piece.range.end = frameOf(track.end);
+        piece.end = track.end > 0 ? piece.range.end : length.frames;
         if (piece.range.begin >= length.frames)
             return refuse(report, format("track %d of the CUE sheet starts at frame %llu, but the recording '%s' has "
                                          "only %llu: the sheet belongs to another file",
@@ -119,11 +119,6 @@ Status settleTracks(const ConversionSettings& settings, const CueSheet& sheet, c
 }
 
 } // namespace
-
-bool asksForCueRun(const ConversionSettings& settings)
-{
-    return !settings.cuePath.empty() || (settings.inputs.size() == 1 && isSheet(settings.inputs.front()));
-}
 
 Status planCueRun(const ConversionSettings& settings, const JobEnvironment& environment, CuePlan& plan)
 {

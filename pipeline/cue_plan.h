@@ -11,8 +11,9 @@ namespace tesk {
 
 /// One track: its frames of the recording, the file it goes to, and what is known of it.
 struct CuePiece {
-    FrameRange range;
-    std::string path; ///< empty when the output's name leaves none
+    FrameRange range;      ///< the last track's reaches to the real end, whatever the header says
+    std::uint64_t end = 0; ///< the first frame that is not the track's, as far as is known before decoding
+    std::string path;      ///< empty when the output's name leaves none
     MetadataRecord metadata;
     std::optional<ReplayGain> replayGain; ///< of the sheet
 };
@@ -22,9 +23,6 @@ struct CuePlan {
     std::optional<ReplayGain> albumGain;
     std::vector<CuePiece> tracks;
 };
-
-/// Whether the settings ask for a run over the tracks of a sheet.
-bool asksForCueRun(const ConversionSettings& settings);
 
 /// Reads the sheet, finds and measures its recording, and settles every track. Texts rank: options, sheet, the
 /// recording's own tags (those of the whole, so neither its title nor its track number). Prints the reason of a

@@ -3,6 +3,8 @@
 #include "pipeline/cue_plan.h"
 #include "pipeline/output.h"
 
+#include <new>
+
 namespace tesk {
 namespace {
 
@@ -22,6 +24,7 @@ public:
         settings_.inputs = {plan_.recording};
         settings_.metadataFromInput = false; // the plan has read the tags
         if (Status status = checkPaths(); !status) return ended(status.status());
+        if (Status status = completeMetadata(); !status) return ended(status.status());
         return settings_.cueContinuous ? convertContinuously() : convertOneByOne();
     }
 
@@ -45,6 +48,15 @@ private:
         return plan_.tracks.empty() ? DSD_ERROR_OUTPUT : Status();
     }
 
+    /// Asks for what is missing before the first track instead of between two.
+    Status completeMetadata()
+    {
+        if (!needsArtistAndTitle(settings_) || !environment_.completeMetadata) return {};
+        for (CuePiece& piece : plan_.tracks)
+            if (Status status = environment_.completeMetadata(piece.metadata); !status) return status;
+        return {};
+    }
+
     Status cannotOpen(Status status)
     {
         report_.error("Cannot open CUE output file\n");
@@ -56,8 +68,8 @@ private:
         const CuePiece& piece = plan_.tracks[index];
         report_.line("Report", "CUE track %d/%d: [%lu, %lu) = %lu samples -> %s\n", static_cast<int>(index) + 1,
                      static_cast<int>(plan_.tracks.size()), static_cast<unsigned long>(piece.range.begin),
-                     static_cast<unsigned long>(piece.range.end),
-                     static_cast<unsigned long>(piece.range.end - piece.range.begin), piece.path.c_str());
+                     static_cast<unsigned long>(piece.end), static_cast<unsigned long>(piece.end - piece.range.begin),
+                     piece.path.c_str());
     }
 
     JobResult convertOneByOne()
@@ -109,7 +121,12 @@ private:
 
 JobResult convertCueTracks(const ConversionSettings& settings, const JobEnvironment& environment)
 {
-    return CueRun(settings, environment).run();
+    try {
+        return CueRun(settings, environment).run();
+    } catch (const std::bad_alloc&) {
+        environment.report.error("Fatal: out of memory. Try the tracks one by one.\n");
+        return {DSD_ERROR_INIT, {}};
+    }
 }
 
 } // namespace tesk

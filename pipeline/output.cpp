@@ -65,6 +65,11 @@ std::string containerOf(const ConversionSettings& settings)
     return extension == "dst" ? "dff" : extension;
 }
 
+bool needsArtistAndTitle(const ConversionSettings& settings)
+{
+    return !settings.pipe && containerOf(settings) == "dff";
+}
+
 std::uint64_t containerBorder(const ConversionSettings&)
 {
     return kDsfBlockBytes; // of the one container that this version writes

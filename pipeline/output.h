@@ -54,6 +54,9 @@ Status checkOutput(const ConversionSettings& settings, const std::string& path, 
 /// "dsf": what the format option says, or else the output's extension.
 std::string containerOf(const ConversionSettings& settings);
 
+/// Whether the output is a file that has to name its artist and title.
+bool needsArtistAndTitle(const ConversionSettings& settings);
+
 /// Bytes per channel between two places where a file of that container can end without padding.
 std::uint64_t containerBorder(const ConversionSettings& settings);
 

@@ -46,12 +46,13 @@ void settleReplayGain(Pcm2pdm& job)
         job.report.alert("the input has no ReplayGain tags; its level stays as it is\n");
         return;
     }
-    const double peak = chosen->peak.value_or(samplePeak(job));
+    const double measured = samplePeak(job);
+    const double peak = std::max(chosen->peak.value_or(0), measured); // a tag may know of peaks between the samples
     const double mostDb = peak > 0 ? -20 * std::log10(peak) : chosen->gainDb;
     const double appliedDb = std::min(chosen->gainDb, mostDb);
     job.plan.inputGain *= std::pow(10.0, appliedDb / 20);
     job.report.line("ReplayGain:", "%s gain %+.2f dB, peak %.6f (%s): %+.2f dB applied%s\n", chosen->name,
-                    chosen->gainDb, peak, chosen->peak ? "tag" : "measured", appliedDb,
+                    chosen->gainDb, peak, peak > measured ? "tag" : "measured", appliedDb,
                     appliedDb < chosen->gainDb ? ", so that it does not clip" : "");
 }
 

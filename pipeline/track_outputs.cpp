@@ -33,18 +33,19 @@ Status TrackOutputs::open() { return openTrack(0); }
 
 Status TrackOutputs::openTrack(std::size_t track)
 {
-    track_ = track;
     const std::string& path = job_.piece.cuts[track].path;
-    current_ = std::make_unique<SingleOutput>(job_, path, endOf(track) - starts_[track]);
-    return current_->open();
+    auto next = std::make_unique<SingleOutput>(job_, path, endOf(track) - starts_[track]);
+    if (Status status = next->open(); !status) return status;
+    if (current_) finished_ += current_->writer().bytesWritten();
+    current_ = std::move(next);
+    track_ = track;
+    return {};
 }
 
 Status TrackOutputs::closeTrack()
 {
-    Status status = current_->writer().finish(job_.piece.cuts[track_].metadata, job_.report);
-    if (status) status = current_->commit();
-    finished_ += current_->writer().bytesWritten();
-    return status;
+    const Status status = current_->writer().finish(job_.piece.cuts[track_].metadata, job_.report);
+    return status ? current_->commit() : status;
 }
 
 Status TrackOutputs::append(const std::uint8_t* const* packed, std::size_t bytes)

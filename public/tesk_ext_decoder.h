@@ -83,7 +83,8 @@ TESK_EXT_API tesk_ext_decoder* tesk_ext_open(const char* utf8_path, tesk_ext_for
  *
  * Returns the number of frames; fewer than asked for do not mean the end. 0 at the end, and again on every later call.
  * -1 when samples are lost: then only tesk_ext_last_error and tesk_ext_close are called. A plugin that can pass over
- * damage goes on behind it and returns -1, instead of 0, at the end. */
+ * damage goes on behind it. At the end it returns -1, instead of 0, when a part of the recording is missing; flaws
+ * that lossy formats live with end in 0, and the text of tesk_ext_last_error is then shown as a warning. */
 TESK_EXT_API int64_t tesk_ext_read(tesk_ext_decoder* decoder, double* interleaved, uint64_t max_frames);
 
 /* Makes `frame` the first one of the next read, to the sample. total_frames is allowed; the next read then returns 0.

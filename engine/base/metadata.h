@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,7 +20,8 @@ struct MetadataRecord {
     std::optional<std::string> title, artist, album, genre, date, work, comment;
     std::optional<int> track;             ///< 1-998
     std::optional<std::string> coverPath; ///< JPEG or PNG; wins over coverImage
-    std::vector<std::uint8_t> coverImage; ///< the bytes of a JPEG or PNG file that the input carries; empty: none
+    /// The bytes of a JPEG or PNG file that the input carries, shared by the tracks of an album; may be null.
+    std::shared_ptr<const std::vector<std::uint8_t>> coverImage;
 
     /// Takes from `other` what is not given here.
     void fillMissing(const MetadataRecord& other)
@@ -29,7 +31,7 @@ struct MetadataRecord {
               &MetadataRecord::date, &MetadataRecord::work, &MetadataRecord::comment, &MetadataRecord::coverPath})
             if (!(this->*field)) this->*field = other.*field;
         if (!track) track = other.track;
-        if (coverImage.empty()) coverImage = other.coverImage;
+        if (!coverImage) coverImage = other.coverImage;
     }
 
     /// Whether a field that a user can set has something to write.
@@ -37,7 +39,7 @@ struct MetadataRecord {
     {
         for (const auto* field : {&title, &artist, &album, &genre, &date, &comment, &coverPath})
             if (*field && !(*field)->empty()) return true;
-        return track.has_value() || (!coverPath && !coverImage.empty());
+        return track.has_value() || (!coverPath && coverImage && !coverImage->empty());
     }
 };
 

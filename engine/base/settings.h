@@ -2,6 +2,7 @@
 #pragma once
 
 #include "engine/base/metadata.h"
+#include "engine/base/paths.h"
 
 #include <optional>
 #include <set>
@@ -246,6 +247,12 @@ struct ConversionSettings {
     bool recordDsd = false;
     std::string recordDsdMode; ///< "dop" or "native"
     bool listDevices = false;
+
+    /// Whether the tracks of a CUE sheet are asked for.
+    bool usesCueSheet() const
+    {
+        return !cuePath.empty() || (inputs.size() == 1 && fileExtension(inputs.front()) == "cue");
+    }
 
     /// Long names ("--taps") of the options that stood on the command line, whatever value they gave.
     std::set<std::string> given;

@@ -33,10 +33,9 @@ bool optionsAgree(const ConversionSettings& s, Reporter& report)
 /// What a CUE sheet asks of the other options.
 bool sheetFits(const ConversionSettings& s, Reporter& report)
 {
-    const bool hasSheet = !s.cuePath.empty() || (s.inputs.size() == 1 && fileExtension(s.inputs.front()) == "cue");
-    if (s.cueContinuous && !hasSheet)
+    if (s.cueContinuous && !s.usesCueSheet())
         return reject(report, "Error : --cue-continuous needs a CUE sheet: --cue PATH, or -i SHEET.cue\n");
-    if (hasSheet && s.pipe)
+    if (s.usesCueSheet() && s.pipe)
         return reject(report, "Error : a CUE sheet makes one file per track, which standard output cannot take; name "
                               "an output file.\n");
     return true;

@@ -39,8 +39,9 @@ void MediaLibraryReader::describe()
     info_.format = codec.name;
     info_.channels = static_cast<std::uint32_t>(stream_->samples.size());
     info_.sampleRate = static_cast<std::uint32_t>(stream_->sampleRate);
-    info_.isFloat = stream_->coding.isFloat;
-    if (info_.isFloat)
+    info_.isFloat = stream_->coding.isFloat && codec.lossless; // a lossy source has no word length of its own
+    info_.unchecked = stream_->coding.isFloat;
+    if (stream_->coding.isFloat)
         info_.bitsPerSample = codec.lossless ? 32 : 24;
     else if (raw >= 1 && raw <= 8 * stream_->coding.bytes)
         info_.bitsPerSample = raw;
@@ -54,7 +55,10 @@ void MediaLibraryReader::describe()
 Result<bool, PDM_ENCODING_STATUS> MediaLibraryReader::nextFrame()
 {
     const MediaStream::Step step = stream_->next();
-    if (stream_->damagedPackets > 0) return damaged();
+    const bool isDamaged = stream_->damagedPackets > 0;
+    if (isDamaged && stream_->codec().lossless) return damaged();
+    if (isDamaged && step != MediaStream::Step::frame)
+        warnings_.assign(1, format("%u packets could not be decoded", stream_->damagedPackets));
     if (step == MediaStream::Step::failed) return fail(stream_->error);
     if (step == MediaStream::Step::frame) pending_ = 0;
     return step == MediaStream::Step::frame;

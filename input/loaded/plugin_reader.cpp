@@ -2,11 +2,9 @@
 
 #include "engine/base/utf8.h"
 #include "input/header_probe.h"
-#include "input/load_signal.h"
 
 #include <algorithm>
 #include <bit>
-#include <cmath>
 #include <cstddef>
 #include <cstring>
 #include <span>
@@ -77,7 +75,6 @@ void PluginReader::close()
 {
     if (decoder_) api_.close(decoder_);
     decoder_ = nullptr;
-    position_ = replaced_ = 0;
     ended_ = false;
     failed_ = true;
     warnings_.clear();
@@ -106,7 +103,7 @@ bool PluginReader::describe(const tesk_ext_format& told)
     info_.format = printable(form.codec, sizeof form.codec);
     if (info_.format.empty()) info_.format = "plugin";
     if (form.total_frames > 0 && form.total_frames <= kLongestHint) info_.declaredFrames = form.total_frames;
-    info_.lengthIsHint = true;
+    info_.lengthIsHint = info_.unchecked = true;
     interleaved_.resize(kChunkFrames * info_.channels + kGuardDoubles);
     return true;
 }
@@ -124,6 +121,7 @@ Result<std::size_t, PDM_ENCODING_STATUS> PluginReader::read(double* const* plana
         done += *got;
         ended_ = *got == 0;
     }
+    if (ended_) takeLastWords();
     return done;
 }
 
@@ -142,27 +140,7 @@ Result<std::size_t, PDM_ENCODING_STATUS> PluginReader::readChunk(std::size_t fra
     if (static_cast<std::uint64_t>(got) > frames) // or negative
         return broken(format("tesk_ext_read: broken plugin: it returned %lld for %zu frames",
                              static_cast<long long>(got), frames));
-    const auto count = static_cast<std::size_t>(got);
-    replaceNonsense(count);
-    position_ += count;
-    return count;
-}
-
-void PluginReader::replaceNonsense(std::size_t frames)
-{
-    const std::uint64_t before = replaced_;
-    for (std::size_t i = 0; i < frames * info_.channels; ++i) {
-        if (std::abs(interleaved_[i]) <= kLargestSample) continue; // false for NaN as well
-        interleaved_[i] = 0;
-        if (replaced_++ == 0)
-            firstReplaced_ =
-                format("frame %llu of channel %zu", static_cast<unsigned long long>(position_) + i / info_.channels,
-                       i % info_.channels + 1);
-    }
-    if (replaced_ == before) return;
-    warnings_.assign(1, format("%llu samples of the plugin are not finite or beyond %g and were set to 0; the first "
-                               "is %s",
-                               static_cast<unsigned long long>(replaced_), kLargestSample, firstReplaced_.c_str()));
+    return static_cast<std::size_t>(got);
 }
 
 Status PluginReader::seek(std::uint64_t frame)
@@ -171,19 +149,32 @@ Status PluginReader::seek(std::uint64_t frame)
     const std::int32_t answer = api_.seek(decoder_, frame);
     if (answer == -1) {
         error_ = pluginsWords("tesk_ext_seek");
+        refusal_ = lastWords();
         return DSD_ERROR_UNSUPPORTED;
     }
     if (answer != 0) return broken(format("tesk_ext_seek: broken plugin: it returned %d", answer));
-    position_ = frame;
     ended_ = false;
     return {};
+}
+
+std::string PluginReader::lastWords() const
+{
+    const char* text = api_.lastError(decoder_);
+    return text ? printable(text, kLongestText) : std::string();
+}
+
+/// What a plugin that went on over damage says at the end.
+void PluginReader::takeLastWords()
+{
+    const std::string words = lastWords();
+    warnings_.clear();
+    if (!words.empty() && words != refusal_) warnings_.push_back(words);
 }
 
 /// What the plugin says about its last call, which was `step`.
 std::string PluginReader::pluginsWords(const char* step) const
 {
-    const char* text = api_.lastError(decoder_);
-    const std::string words = text ? printable(text, kLongestText) : std::string();
+    const std::string words = lastWords();
     return std::string(step) + ": " + (words.empty() ? "the plugin gives no reason" : words);
 }
 

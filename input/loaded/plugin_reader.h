@@ -27,18 +27,17 @@ private:
     void close();
     bool describe(const tesk_ext_format& told);
     Result<std::size_t, PDM_ENCODING_STATUS> readChunk(std::size_t frames);
-    void replaceNonsense(std::size_t frames);
+    void takeLastWords();
+    std::string lastWords() const;
     std::string pluginsWords(const char* step) const;
     PDM_ENCODING_STATUS broken(std::string why);
 
     const ExtDecoderApi& api_;
     tesk_ext_decoder* decoder_ = nullptr;
     std::vector<double> interleaved_; // [chunk frames][channels], then room for what a broken plugin writes too much
-    std::uint64_t position_ = 0;      // of the next frame
+    std::string refusal_;             // of the last seek; the plugin may still repeat it at the end
     bool ended_ = false;
-    bool failed_ = true;         // as good as: no file is open
-    std::uint64_t replaced_ = 0; // samples
-    std::string firstReplaced_;  // where
+    bool failed_ = true; // as good as: no file is open
 };
 
 } // namespace tesk

@@ -68,8 +68,10 @@ void addInfo(TagBytes list, ByteOrder order, TagSet& tags)
 
 void readChunkTags(ByteSource& source, AudioKind kind, TagSet& tags)
 {
+    bool found = false; // one tag is enough
     walkChunks(source, kind, [&](const Chunk& chunk, ByteOrder) {
-        if (chunk.id == "ID3 " || chunk.id == "id3 ") readId3v2At(source, chunk.dataOffset, tags);
+        if (!found && (chunk.id == "ID3 " || chunk.id == "id3 "))
+            found = readId3v2At(source, chunk.dataOffset, chunk.size, tags);
     });
     walkChunks(source, kind, [&](const Chunk& chunk, ByteOrder order) {
         if (chunk.id == "LIST" || chunk.id == "list")

@@ -53,17 +53,18 @@ void readDsfTags(ByteSource& source, TagSet& tags)
     TagCursor cursor(header, ByteOrder::little);
     cursor.take(20);
     const std::uint64_t pointer = cursor.number(8);
-    if (pointer > 0) readId3v2At(source, pointer, tags);
+    if (pointer > 0) readId3v2At(source, pointer, source.size(), tags);
 }
 
 void readDsdiffTags(ByteSource& source, TagSet& tags)
 {
+    bool found = false; // one tag is enough
+    const auto takeTag = [&](const WideChunk& chunk) {
+        if (!found && chunk.id == "ID3 ") found = readId3v2At(source, chunk.data, chunk.size, tags);
+    };
     walkForm(source, [&](const WideChunk& chunk) {
-        if (chunk.id == "ID3 ") readId3v2At(source, chunk.data, tags);
-        if (chunk.id != "PROP") return;
-        walkWideChunks(source, chunk.data + 4, chunk.data + chunk.size, 2, [&](const WideChunk& part) {
-            if (part.id == "ID3 ") readId3v2At(source, part.data, tags);
-        });
+        takeTag(chunk);
+        if (chunk.id == "PROP") walkWideChunks(source, chunk.data + 4, chunk.data + chunk.size, 2, takeTag);
     });
     walkForm(source, [&](const WideChunk& chunk) {
         if (chunk.id == "DIIN") addMasterInformation(source, chunk, tags);

@@ -272,12 +272,13 @@ void readId3v2(TagBytes tag, TagSet& tags)
     Id3v2Reader(version, tags).readFrames(body);
 }
 
-void readId3v2At(ByteSource& source, std::uint64_t offset, TagSet& tags)
+bool readId3v2At(ByteSource& source, std::uint64_t offset, std::uint64_t room, TagSet& tags)
 {
-    const auto head = bytesAt(source, offset, kHeaderBytes);
-    if (head.size() < kHeaderBytes || !asText(head).starts_with("ID3")) return;
+    const auto head = bytesAt(source, offset, std::min<std::uint64_t>(kHeaderBytes, room));
+    if (head.size() < kHeaderBytes || !asText(head).starts_with("ID3")) return false;
     TagCursor cursor(TagBytes(head).subspan(6), ByteOrder::big);
-    readId3v2(bytesAt(source, offset, kHeaderBytes + synchsafe(cursor.u32())), tags);
+    readId3v2(bytesAt(source, offset, std::min<std::uint64_t>(kHeaderBytes + synchsafe(cursor.u32()), room)), tags);
+    return true;
 }
 
 std::string genreText(const std::string& text)

@@ -11,8 +11,8 @@ namespace tesk {
 /// Sources: id3v2-00, id3v2.3.0, id3v2.4.0-structure and -frames (M. Nilsson).
 void readId3v2(TagBytes tag, TagSet& tags);
 
-/// The tag at `offset` of a source, when there is one.
-void readId3v2At(ByteSource& source, std::uint64_t offset, TagSet& tags);
+/// The tag at `offset` of a source, within the `room` bytes that its surroundings leave it. False when there is none.
+bool readId3v2At(ByteSource& source, std::uint64_t offset, std::uint64_t room, TagSet& tags);
 
 /// ID3's genre texts "(17)", "17" and "(17)Hard Rock" as a name; other texts as they are.
 std::string genreText(const std::string& text);

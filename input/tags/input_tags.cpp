@@ -30,7 +30,7 @@ std::optional<int> trackNumber(std::string_view text)
 
 void takeCover(const TagSet& tags, MetadataRecord& record, Reporter& report)
 {
-    if (record.coverPath || !record.coverImage.empty() || tags.pictures.empty()) return;
+    if (record.coverPath || record.coverImage || tags.pictures.empty()) return;
     auto chosen =
         std::find_if(tags.pictures.begin(), tags.pictures.end(), [](const TagPicture& p) { return p.frontCover; });
     if (chosen == tags.pictures.end()) chosen = tags.pictures.begin();
@@ -44,7 +44,7 @@ void takeCover(const TagSet& tags, MetadataRecord& record, Reporter& report)
     if (fault)
         report.alert("the cover in the input %s; the file gets no picture\n", fault);
     else
-        record.coverImage = chosen->image;
+        record.coverImage = std::make_shared<const std::vector<std::uint8_t>>(chosen->image);
 }
 
 /// A text of the record, the tag that fills it, and what a person calls it.
@@ -70,7 +70,7 @@ std::string newFields(const MetadataRecord& before, const MetadataRecord& after)
     for (const Field& field : kFields)
         add((before.*field.text).has_value(), (after.*field.text).has_value(), field.word);
     add(before.track.has_value(), after.track.has_value(), "track");
-    add(!before.coverImage.empty(), !after.coverImage.empty(), "cover");
+    add(before.coverImage != nullptr, after.coverImage != nullptr, "cover");
     return list;
 }
 

@@ -73,9 +73,10 @@ constexpr std::uint64_t kNameHeader = 4;  // version and flags of a "name" atom
 
 void addCovers(ByteSource& source, Range item, TagSet& tags)
 {
-    for (bool first = true; const auto atom = atomAt(source, item); first = false) {
-        if (tags.pictures.size() >= kMostPictures) return;
-        if (atom->name == "data") addPicture(tags, contentOf(source, atom->data, kValueHeader), first);
+    for (std::size_t i = 0; i < kMostPictures; ++i) {
+        const auto atom = atomAt(source, item);
+        if (!atom) return;
+        if (atom->name == "data") addPicture(tags, contentOf(source, atom->data, kValueHeader), i == 0);
         item.begin = atom->next;
     }
 }

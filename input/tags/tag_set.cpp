@@ -61,7 +61,7 @@ TagSet readTagSet(ByteSource& source)
     const AudioKind kind = audioKind(source);
     tags.format = formatName(kind);
     readOwnTags(source, kind, skipId3v2(source), tags);
-    readId3v2At(source, 0, tags);
+    readId3v2At(source, 0, source.size(), tags);
     if (takesTagsAround(kind)) {
         readApeTag(source, tags);
         readId3v1(source, tags);

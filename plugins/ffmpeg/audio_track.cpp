@@ -234,7 +234,7 @@ bool AudioTrack::readPacket()
         const int result = av_read_frame(file_.get(), packet_.get());
         if (result < 0) {
             // What is behind a place that cannot be read is lost, but not what the decoder still holds.
-            if (result != AVERROR_EOF || (isContainer("ogg") && !oggEndsWhole(*file_->pb))) ++damage_.packets;
+            if (result != AVERROR_EOF || (isContainer("ogg") && !oggEndsWhole(*file_->pb))) damage_.cutShort = true;
             return false;
         }
         if (isSound(*packet_)) return true;

@@ -24,6 +24,7 @@ struct TrackFormat {
 struct Damage {
     std::uint64_t packets = 0; // could not be decoded and were left out
     std::uint64_t gaps = 0;    // places where the time stamps jump ahead
+    bool cutShort = false;     // the file ends, or cannot be read on, before its stream does
     std::string stop;          // why the decoding ended before the end of the file
 };
 

@@ -58,22 +58,30 @@ std::int64_t Decoder::read(double* interleaved, std::uint64_t frames)
         at_.frame += count;
         done += count;
     }
-    const std::string damage = damageText();
-    if (!damage.empty())
-        error_ = damage;
-    else if (replaced_ > 0)
-        error_ = std::to_string(replaced_) + " samples that were no numbers became silence";
+    const std::string lost = loss();
+    const std::string words = lost.empty() ? flaws() : lost;
+    if (!words.empty()) error_ = words;
     if (done > 0 || frames == 0) return static_cast<std::int64_t>(done);
-    return damage.empty() ? 0 : -1;
+    return lost.empty() ? 0 : -1;
+}
+
+/// What is wrong in places; "" when nothing is so far.
+std::string Decoder::flaws() const
+{
+    const Damage& damage = at_.track->damage();
+    if (damage.packets > 0) return std::to_string(damage.packets) + " packets could not be decoded";
+    if (damage.gaps > 0) return "the sound has " + std::to_string(damage.gaps) + " gaps";
+    if (replaced_ > 0) return std::to_string(replaced_) + " samples that were no numbers became silence";
+    return "";
 }
 
 /// Why the file does not count as whole; "" when it does so far.
-std::string Decoder::damageText() const
+std::string Decoder::loss() const
 {
     const Damage& damage = at_.track->damage();
     if (!damage.stop.empty()) return damage.stop;
-    if (damage.packets > 0) return std::to_string(damage.packets) + " packets could not be decoded";
-    if (damage.gaps > 0) return "the sound has " + std::to_string(damage.gaps) + " gaps";
+    if (format().lossless && (damage.packets > 0 || damage.gaps > 0)) return flaws();
+    if (damage.cutShort) return "the file is cut short";
     const std::uint64_t tolerance = format().totalFrames > 0 ? 0 : kLengthTolerance;
     if (at_.ended && at_.frame + tolerance < format().declaredFrames)
         return "the sound ends after " + std::to_string(at_.frame) + " of " + std::to_string(format().declaredFrames) +
@@ -112,12 +120,12 @@ bool Decoder::playTo(Cursor& cursor, std::uint64_t frame) const
     return cursor.frame == frame;
 }
 
-/// Lets the container find the place by its clock, one second early: codecs with a memory need a run-up. False when
-/// the way there is not sure to be right; the cursor is then of no use any more.
+/// Lets the container find the place by its clock, one second early. False when the way there is not sure to be right;
+/// the cursor is then of no use any more. Lossy decoders carry noise and filters along that no run-up brings back.
 bool Decoder::jumpTo(Cursor& cursor, std::uint64_t frame) const
 {
     const auto runUp = static_cast<std::uint64_t>(format().sampleRate);
-    if (!zero_ || frame <= 2 * runUp || frame >= std::uint64_t{1} << 62) return false;
+    if (!format().lossless || !zero_ || frame <= 2 * runUp || frame >= std::uint64_t{1} << 62) return false;
     AudioTrack& track = *cursor.track;
     if (!track.moveTo(*zero_ + static_cast<std::int64_t>(frame - runUp)) || !track.next() || !track.time())
         return false;

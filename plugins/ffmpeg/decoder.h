@@ -15,7 +15,8 @@ public:
     const TrackFormat& format() const { return at_.track->format(); }
 
     /// Writes up to `frames` frames, [frames × channels] interleaved doubles, full scale ±1.0. Answers how many; 0 at
-    /// the end of a sound file; −1, after the last frame that could be decoded, at the end of a damaged one.
+    /// the end; −1, after the last frame that could be decoded, at the end of a file of which a part is lost. Damaged
+    /// places of a lossy file lose nothing but themselves, as players have it: they are told in error() alone.
     std::int64_t read(double* interleaved, std::uint64_t frames);
 
     /// The next read starts at `frame`. False, with the position as before, when there is no such frame.
@@ -39,7 +40,8 @@ private:
     bool start(Cursor& cursor, std::string& error) const;
     bool playTo(Cursor& cursor, std::uint64_t frame) const;
     bool jumpTo(Cursor& cursor, std::uint64_t frame) const;
-    std::string damageText() const;
+    std::string loss() const;
+    std::string flaws() const;
 
     std::string path_;
     std::string error_;

@@ -89,6 +89,20 @@ class Cue(Case):
         self.assertIn("'album.wav' is not there; 'album.flac' is taken", out.stderr)
         self.assertTrue(Dsf(self.path("x_Track03.dsf")).consistent)
 
+    def test_a_recording_longer_than_its_header_says_is_not_cut(self):
+        self.album()
+        self.sheet()
+        self.convert("-i", "album.wav", "x.dsf", "--cue", "album.cue")
+        expected = Dsf(self.path("x_Track03.dsf")).data
+        subprocess.run(["flac", "-s", self.path("album.wav")], check=True)
+        flac = bytearray(self.path("album.flac").read_bytes())
+        self.assertEqual(int.from_bytes(flac[21:26], "big") & 0xFFFFFFFFF, 88200)  # samples, 36 bits
+        flac[22:26] = (70000).to_bytes(4, "big")
+        self.path("album.flac").write_bytes(flac)
+        out = self.convert("-i", "album.flac", "x.dsf", "--cue", "album.cue")
+        self.assertEqual(Dsf(self.path("x_Track03.dsf")).data, expected)
+        self.assertIn("declares 70000 frames, the file holds 88200", out.stderr)
+
     def test_a_continuous_run_is_one_stream_without_a_joint(self):
         for rate in (44100, 88200):
             with self.subTest(rate=rate):

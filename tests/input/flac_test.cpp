@@ -68,6 +68,11 @@ TEST_F(Flac, UnknownTotalGrowsToTheRealLength)
     EXPECT_FALSE(recording.info.declaredFrames);
     expectTruth(noise);
 
+    setenv("TESK_STREAM_MAX_MB", "20", 1); // 20.3 MiB are needed
+    EXPECT_EQ(load<FlacReader>(file), DSD_ERROR_INPUT);
+    EXPECT_NE(error.find("over the 20 MB limit"), std::string::npos) << error;
+    unsetenv("TESK_STREAM_MAX_MB");
+
     memory = [] { return std::uint64_t{8} << 20; }; // enough for 943718 frames
     EXPECT_EQ(load<FlacReader>(file), DSD_ERROR_INPUT);
     EXPECT_TRUE(reported("signal buffer is needed"));

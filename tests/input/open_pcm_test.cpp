@@ -121,7 +121,7 @@ TEST_F(OpenPcm, TheStreamLoaderReadsItsExtensionsAndWhatNobodyElseReads)
     save(at("x"), noise.raw);
     EXPECT_TRUE(open_pcm(at("x"), {report, stop, memory, ramp}, recording, error));
     EXPECT_FALSE(open_pcm(at("x"), {report, stop, memory, none}, recording, error));
-    EXPECT_EQ(error, "cannot open or decode the source (unsupported container or damaged file)");
+    EXPECT_EQ(error, "cannot open or decode the source (unsupported container or damaged file)\n  no such decoder");
     save(at("y"), wav);
     EXPECT_TRUE(open_pcm(at("y"), {report, stop, memory, none}, recording, error));
 }

@@ -244,11 +244,11 @@ TEST_F(Plugin, FailuresAndLiesEndInAText)
 
 TEST_F(Plugin, SamplesThatAreNoSoundBecomeSilenceWithOneWarning)
 {
-    // The loader looks only at floating-point sources; a plugin's word for "integer" is not taken.
+    // A plugin's word for "integer" is not taken.
     for (const char* script : {"frames=90000 nan=70000", "frames=90000 nan=70000 float=1"}) {
         ASSERT_EQ(play(script), DSD_SUCCESS);
-        EXPECT_EQ(report.text, "Warning             \t2 samples of the plugin are not finite or beyond 1e+06 and were "
-                               "set to 0; the first is frame 70000 of channel 1\n");
+        EXPECT_EQ(report.text, "Warning             \t2 samples are not finite or beyond 1e+06 and were set to 0; the "
+                               "first is frame 70000 of channel 1\n");
         for (std::uint64_t i = 0; i < 90000; ++i)
             ASSERT_EQ(recording.signal.channel(1)[i], i == 70000 ? 0.0 : ramp(i, 1));
     }

@@ -119,6 +119,39 @@ TEST_F(JobTest, AStopAtAnyMomentLeavesNothingHalf)
     EXPECT_GT(stopped, 0);
 }
 
+/// Removes a folder as soon as the report mentions a word.
+class FolderRemover final : public Reporter {
+public:
+    FolderRemover(fs::path folder, std::string word) : folder_(std::move(folder)), word_(std::move(word)) {}
+
+protected:
+    void write(Kind, std::string_view text) override
+    {
+        if (text.find(word_) != std::string_view::npos) fs::remove_all(folder_);
+    }
+
+private:
+    fs::path folder_;
+    std::string word_;
+};
+
+// The second file of a continuous stream cannot be opened any more: the first one stays, whole, and nothing else.
+TEST_F(JobTest, AContinuousStreamEndsAtTheTrackThatCannotBeOpened)
+{
+    parallel::WorkerPool pool(2);
+    fs::create_directories(path("gone"));
+    ConversionSettings settings;
+    settings.inputs = {wav("in.wav", 1000, 60000)};
+    settings.outputPath = path("x.dsf");
+    JobPiece piece;
+    piece.cuts = {{0, path("a.dsf"), {}}, {30000, path("gone/b.dsf"), {}}};
+    FolderRemover report(path("gone"), "FIR guard");
+    StopFlag flag(stop);
+    EXPECT_EQ(convertPcmToPdm(settings, {report, flag, pool, kernel::kernels()}, piece).status, DSD_ERROR_OUTPUT);
+    EXPECT_EQ(fs::file_size(path("a.dsf")), 92u + 2 * 59 * 4096); // 240,000 bytes a channel are 58.6 blocks
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 2);
+}
+
 TEST_F(JobTest, FailsBeforeItTouchesAnExistingOutput)
 {
     parallel::WorkerPool pool(1);

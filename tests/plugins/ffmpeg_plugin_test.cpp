@@ -272,6 +272,7 @@ TEST_F(FfmpegPlugin, TagsAreNotTakenForSound)
     }
 }
 
+// A cut file fails; a damaged place fails a lossless file, and is told of a lossy one.
 TEST_F(FfmpegPlugin, DamageIsNeverTakenForAWholeFile)
 {
     const struct {
@@ -312,10 +313,11 @@ TEST_F(FfmpegPlugin, DamageIsNeverTakenForAWholeFile)
             tesk_ext_decoder* decoder = open(at("bad"));
             std::int64_t result = -1;
             const Samples samples = decoder != nullptr ? readAll(decoder, result, format.channels) : Samples();
-            expect((result < 0) == (*plugin.last_error(decoder) != '\0'), "text and result disagree");
+            const bool told = *plugin.last_error(decoder) != '\0', lossy = c.name[0] == 'l';
+            expect(told ? result < 0 || lossy : result >= 0, "text and result disagree");
             expect(!cut || result < 0, "the cut went unnoticed");
             const bool checked = !cut && static_cast<double>(place) >= c.checkedFrom * static_cast<double>(good.size());
-            expect(!checked || result < 0 || samples == whole, "the change went unnoticed");
+            expect(!checked || told || samples == whole, "the change went unnoticed");
             plugin.close(decoder);
         }
     }

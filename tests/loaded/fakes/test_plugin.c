@@ -21,7 +21,7 @@
 struct tesk_ext_decoder {
     char script[256];
     int64_t position, frames, channels;
-    int failed;
+    int failed, refused;
 };
 
 static _Thread_local const char* openError = "";
@@ -97,8 +97,8 @@ int32_t tesk_ext_seek(tesk_ext_decoder* d, uint64_t frame)
 {
     const int64_t answer = number(d->script, "seek", 0);
     if (d->failed) abort();
-    if (answer != 0) return (int32_t)answer;
-    if (frame > (uint64_t)d->frames) return -1;
+    d->refused = answer != 0 || frame > (uint64_t)d->frames;
+    if (d->refused) return answer != 0 ? (int32_t)answer : -1;
     d->position = (int64_t)frame;
     return 0;
 }
@@ -112,5 +112,5 @@ void tesk_ext_close(tesk_ext_decoder* decoder)
 const char* tesk_ext_last_error(tesk_ext_decoder* decoder)
 {
     if (!decoder) return openError;
-    return decoder->failed ? "the tape is torn" : "cannot wind";
+    return decoder->failed ? "the tape is torn" : decoder->refused ? "cannot wind" : "";
 }
