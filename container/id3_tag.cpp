@@ -62,6 +62,8 @@ std::vector<std::uint8_t> readCover(const std::string& path, Reporter& report)
                      image.empty() ? "is empty" : "is larger than 16 MiB");
         return {};
     }
+    const bool jpeg = image[0] == 0xFF, png = image[0] == 0x89; // first bytes of their signatures
+    if (!jpeg && !png) report.alert("the cover '%s' is neither JPEG nor PNG; players may not show it\n", path.c_str());
     return image;
 }
 

@@ -1,5 +1,6 @@
 #include "container/output_file.h"
 
+#include "engine/base/paths.h"
 #include "engine/base/reporter.h"
 #include "platform/process.h"
 
@@ -35,6 +36,8 @@ std::string outputObstacle(const std::string& path)
     if (platform::fileKind(target) != FileKind::missing && !platform::isWritable(target))
         return quoted("cannot write", path, "it is write-protected");
     const std::string directory = directoryOf(target);
+    if (target.size() - folderOf(target).size() > platform::longestFileName())
+        return quoted("cannot write", path, "its name is too long");
     if (platform::fileKind(directory) == FileKind::missing)
         return quoted("cannot write", path, "the folder '" + directory + "' does not exist; create it first");
     if (platform::fileKind(directory) != FileKind::directory)

@@ -57,9 +57,12 @@ std::string optionOrVariable(const std::string& option, const char* variable)
 /// The decoders of run time that the user named, and the one that is installed unless "none" is asked for.
 DecoderChoice decoderChoice(const ConversionSettings& settings)
 {
-    DecoderChoice choice;
-    choice.plugin = optionOrVariable(settings.extDecoderPath, "TESK_EXT_DECODER");
-    choice.mediaLibrary = optionOrVariable(settings.mediaLibraryPath, "TESK_MEDIA_LIBRARY");
+    DecoderChoice choice{settings.extDecoderPath, settings.mediaLibraryPath, {}};
+    const bool namedByOption = !choice.mediaLibrary.empty() || !(choice.plugin.empty() || choice.plugin == "none");
+    if (!namedByOption) { // a named library counts more than any variable
+        choice.plugin = optionOrVariable(choice.plugin, "TESK_EXT_DECODER");
+        choice.mediaLibrary = optionOrVariable(choice.mediaLibrary, "TESK_MEDIA_LIBRARY");
+    }
     if (choice.plugin == "none")
         choice.plugin.clear();
     else

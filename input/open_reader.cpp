@@ -107,7 +107,9 @@ std::unique_ptr<PcmReader> openByTrial(const std::string& path, AudioKind kind, 
     for (const Decoder trial : kTrials) {
         auto reader = makeReader(trial);
         if (openTraced(*reader, trial, path, context.report)) return reader;
-        if (isKindOf(kind, trial)) error = whyUnreadable(path, trial, kind, reader->errorText());
+        if (!isKindOf(kind, trial)) continue;
+        error = whyUnreadable(path, trial, kind, reader->errorText()); // nobody knows this kind better
+        return nullptr;
     }
     std::string loadersWords;
     if (context.streamLoader)

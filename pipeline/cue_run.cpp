@@ -2,6 +2,7 @@
 
 #include "pipeline/cue_plan.h"
 #include "pipeline/output.h"
+#include "platform/files.h"
 
 #include <new>
 
@@ -38,7 +39,18 @@ private:
     /// Drops the tracks that have no file, and refuses before the first one what would fail at the last one.
     Status checkPaths()
     {
+        if (platform::fileKind(settings_.outputPath) == platform::FileKind::directory) {
+            report_.error(
+                "Error : the output '%s' is a directory; name a file in it, whose name the tracks' begin with\n",
+                settings_.outputPath.c_str());
+            return DSD_ERROR_OUTPUT;
+        }
         for (CuePiece& piece : plan_.tracks) {
+            if (platform::sameFile(plan_.sheet, piece.path)) {
+                report_.error("Error : the output '%s' is the CUE sheet itself; name another file\n",
+                              piece.path.c_str());
+                return DSD_ERROR_OUTPUT;
+            }
             if (piece.path.empty())
                 report_.error("CUE: outfile stem is null, skipping track\n");
             else if (Status status = checkOutput(settings_, piece.path, report_); !status)

@@ -8,6 +8,8 @@
 namespace tesk {
 namespace {
 
+constexpr double kLargestGainDb = 64; // beyond it a tag is damage, not loudness
+
 struct Chosen {
     const char* name;
     double gainDb;
@@ -42,13 +44,16 @@ void settleReplayGain(Pcm2pdm& job)
         job.piece.replayGain ? *job.piece.replayGain : readTagSet(job.settings.inputs.front()).replayGain;
     const bool album = job.settings.replayGainMode == "album";
     const auto chosen = choose(tags, album);
-    if (!chosen) {
-        job.report.alert("the input has no ReplayGain tags; its level stays as it is\n");
+    if (!chosen || std::abs(chosen->gainDb) > kLargestGainDb) {
+        job.report.alert(chosen ? "the ReplayGain tags of the input make no sense; its level stays as it is\n"
+                                : "the input has no ReplayGain tags; its level stays as it is\n");
         return;
     }
+    if (album && !tags.albumGainDb) job.report.alert("the input tells no album gain; the track's gain is taken\n");
     const double measured = samplePeak(job);
     const double peak = std::max(chosen->peak.value_or(0), measured); // a tag may know of peaks between the samples
-    const double mostDb = peak > 0 ? -20 * std::log10(peak) : chosen->gainDb;
+    const double loudest = peak * job.plan.inputGain;                 // as other options leave it
+    const double mostDb = loudest > 0 ? -20 * std::log10(loudest) : chosen->gainDb;
     const double appliedDb = std::min(chosen->gainDb, mostDb);
     job.plan.inputGain *= std::pow(10.0, appliedDb / 20);
     job.report.line("ReplayGain:", "%s gain %+.2f dB, peak %.6f (%s): %+.2f dB applied%s\n", chosen->name,

@@ -1,6 +1,7 @@
 // Files by UTF-8 path: opening, 64-bit positions, identity, and the rename that makes an output appear at once.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
@@ -53,6 +54,9 @@ void copyPermissions(const std::string& model, const std::string& path);
 /// Replaces `to` by `from` in one step.
 bool renameOver(const std::string& from, const std::string& to);
 bool removeFile(const std::string& path);
+
+/// Bytes that a file's name may have, its folders not counted.
+std::size_t longestFileName();
 
 /// The system's words for an errno value.
 std::string errorText(int error);

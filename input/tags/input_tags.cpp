@@ -95,6 +95,8 @@ void read_input_tags(const std::string& path, MetadataRecord& record, Reporter& 
     const std::string taken = newFields(before, record);
     if (!taken.empty())
         report.line("Metadata:", "read from the input (%s): %s\n", tags.format.c_str(), taken.c_str());
+    else if (tags.texts.empty() && tags.pictures.empty() && tags.format == TagSet{}.format)
+        report.alert("tags of this kind of file are not read; the output gets only those of the options\n");
     else if (tags.texts.empty() && tags.pictures.empty())
         report.line("Metadata:", "the input (%s) has no tags\n", tags.format.c_str());
     else

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -80,6 +81,8 @@ void copyPermissions(const std::string& model, const std::string& path)
 bool renameOver(const std::string& from, const std::string& to) { return std::rename(from.c_str(), to.c_str()) == 0; }
 
 bool removeFile(const std::string& path) { return std::remove(path.c_str()) == 0; }
+
+std::size_t longestFileName() { return NAME_MAX; }
 
 std::string errorText(int error) { return std::strerror(error); }
 

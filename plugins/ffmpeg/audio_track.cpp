@@ -272,7 +272,10 @@ void AudioTrack::keepTime()
         time_ = inFrames(stamp_, *stream_, format_.sampleRate);
         // Encoders of lossy formats round, and a coarse clock jitters: 10 ms are still shorter than their frames.
         const std::int64_t tolerance = format_.lossless && exactClock_ ? 1 : format_.sampleRate / 100;
-        if (after_ && *time_ - *after_ > tolerance) ++damage_.gaps;
+        // Vorbis packets are stamped as if all blocks were of one length: their clock has holes where the sound has
+        // none.
+        const bool counts = codec_->codec_id != AV_CODEC_ID_VORBIS;
+        if (counts && after_ && *time_ - *after_ > tolerance) ++damage_.gaps;
     } else {
         time_ = after_; // of the frames of one packet the first alone has its own
     }

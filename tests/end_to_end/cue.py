@@ -142,6 +142,10 @@ class Cue(Case):
         self.refused("outfile stem is null", "-i", "album.wav", ".dsf", "--cue", "album.cue", status=-52)
         self.refused("standard output cannot take", "-i", "album.cue", "--pipe", status=1)
         self.refused("--cue-continuous needs", "-i", "album.wav", "x.dsf", "--cue-continuous", status=1)
+        self.refused("its name is too long", "-i", "album.wav", "n" * 250 + ".dsf", "--cue", "album.cue", status=-52)
+        self.path("sheet_Track01.dsf").write_bytes(self.path("album.cue").read_bytes())
+        self.sheet()
+        self.refused("is the CUE sheet itself", "-i", "album.wav", "sheet.dsf", "--cue", "sheet_Track01.dsf", status=-52)
         self.path("x_Track03.dsf").mkdir()
         self.refused("Cannot open CUE output file", "-i", "album.wav", "x.dsf", "--cue", "album.cue", status=-52)
 
