@@ -17,6 +17,9 @@ struct DsdStreamInfo {
     std::uint64_t bytes = 0;         ///< expected per channel, without a container's own padding
     std::size_t blockBytes = 0;      ///< of one conversion block per channel: the most that one call appends
     std::uint32_t bitsPerSample = 1; ///< as the header says it
+    // What the channels beyond stereo are, where a container names them.
+    bool lfe = true, centre = true; ///< of 5.1
+    bool surroundSides = true;      ///< the surround pair stands at the sides, not behind
 };
 
 /// begin → append for every block → finish. After a host stop `stop` takes the place of `finish`.

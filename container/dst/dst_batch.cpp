@@ -1,0 +1,138 @@
+#include "container/dst/dst_batch.h"
+
+#include <algorithm>
+#include <thread>
+
+namespace tesk {
+namespace {
+
+constexpr std::uint8_t kSilence = 0x69;
+constexpr std::size_t kFramesPerWorker = 4; // of a block of the stream
+
+struct Range {
+    std::size_t first, last;
+};
+
+/// Part `index` of `parts`; the first ones are one longer.
+Range rangeOf(std::size_t frames, std::size_t parts, std::size_t index)
+{
+    const auto first = [&](std::size_t i) { return i * (frames / parts) + std::min(i, frames % parts); };
+    return {first(index), first(index + 1)};
+}
+
+std::vector<std::uint8_t> plainOfSize(std::vector<std::uint8_t> frame, std::size_t bytes)
+{
+    frame.resize(bytes, kSilence);
+    return plainDstFrame(frame);
+}
+
+/// What one thread of the batch does. @return its lines for the report
+std::string encodeRange(std::span<const std::vector<std::uint8_t>> frames, const DstParameters& parameters, Range range,
+                        std::vector<std::vector<std::uint8_t>>& coded)
+{
+    DstEncoder encoder;
+    if (!encoder.init(parameters))
+        return format("  DST: thread Init(%d,%d,%d,%d) failed\n", static_cast<int>(parameters.channels),
+                      static_cast<int>(parameters.dsdRate), static_cast<int>(parameters.bytesPerChannel),
+                      parameters.predictionOrder);
+    std::string lines;
+    for (std::size_t i = range.first; i < range.last; ++i) {
+        if (auto frame = encoder.encode(frames[i])) {
+            coded[i] = std::move(*frame);
+            continue;
+        }
+        lines += format("  DST: frame %u encode failed, using plain DSD fallback\n", static_cast<unsigned>(i));
+        coded[i] = plainOfSize(frames[i], parameters.frameBytes());
+    }
+    return lines;
+}
+
+} // namespace
+
+std::vector<std::vector<std::uint8_t>> encodeDstBatch(std::span<const std::vector<std::uint8_t>> frames,
+                                                      const DstParameters& parameters, unsigned threads,
+                                                      Reporter& report, parallel::WorkerPool& pool)
+{
+    if (frames.empty() || parameters.channels < 1 || parameters.channels > kDstMaxChannels) {
+        report.err("  DST: invalid batch parameters\n");
+        return {};
+    }
+    if (threads == 0) threads = std::max(1u, std::thread::hardware_concurrency());
+    const std::size_t parts = std::min<std::size_t>(threads, frames.size());
+    std::vector<std::vector<std::uint8_t>> coded(frames.size());
+    std::vector<std::string> lines(parts);
+    {
+        parallel::TaskGroup group(pool);
+        for (std::size_t t = 0; t < parts; ++t)
+            group.run([&, t] { lines[t] = encodeRange(frames, parameters, rangeOf(frames.size(), parts, t), coded); });
+    }
+    for (const std::string& text : lines)
+        if (!text.empty()) report.err("%s", text.c_str());
+    const auto produced = static_cast<std::size_t>(
+        std::count_if(coded.begin(), coded.end(), [](const auto& frame) { return !frame.empty(); }));
+    if (produced == frames.size()) return coded;
+    report.err("  DST: FATAL — batch encode produced %zu/%u frames, discarding\n", produced,
+               static_cast<unsigned>(frames.size()));
+    return {};
+}
+
+DstFrameStream::DstFrameStream(const DstParameters& parameters, parallel::WorkerPool& pool, Sink sink)
+    : parameters_(parameters), sink_(std::move(sink)), encoders_(pool.workers()), group_(pool)
+{
+    for (DstEncoder& encoder : encoders_)
+        if (status_) status_ = encoder.init(parameters);
+    for (Block& block : blocks_) {
+        block.frames.resize(kFramesPerWorker * encoders_.size());
+        block.coded.resize(block.frames.size());
+    }
+}
+
+Status DstFrameStream::push(std::span<const std::uint8_t> interleaved)
+{
+    if (!status_) return status_;
+    if (interleaved.size() != parameters_.frameBytes()) return DST_ERROR;
+    Block& block = blocks_[filling_];
+    block.frames[block.used++].assign(interleaved.begin(), interleaved.end());
+    if (block.used < block.frames.size()) return {};
+    status_ = deliver();
+    if (status_) start(block);
+    return status_;
+}
+
+/// The other block becomes the one to fill.
+void DstFrameStream::start(Block& block)
+{
+    const std::size_t parts = std::min(encoders_.size(), block.used);
+    for (std::size_t t = 0; t < parts; ++t)
+        group_.run([this, &block, t, parts] {
+            const Range range = rangeOf(block.used, parts, t);
+            for (std::size_t i = range.first; i < range.last; ++i) {
+                auto frame = encoders_[t].encode(block.frames[i]);
+                block.coded[i] = frame ? std::move(*frame) : plainDstFrame(block.frames[i]);
+            }
+        });
+    filling_ ^= 1;
+}
+
+/// Waits for the block that the workers have, hands it on and leaves it empty.
+Status DstFrameStream::deliver()
+{
+    group_.wait();
+    Block& block = blocks_[filling_ ^ 1];
+    const std::size_t used = std::exchange(block.used, 0);
+    for (std::size_t i = 0; i < used; ++i) {
+        if (Status status = sink_(block.coded[i]); !status) return status;
+        ++frames_;
+    }
+    return {};
+}
+
+Status DstFrameStream::finish()
+{
+    if (status_) status_ = deliver();
+    if (!status_) return status_;
+    start(blocks_[filling_]);
+    return status_ = deliver();
+}
+
+} // namespace tesk

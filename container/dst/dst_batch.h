@@ -1,0 +1,65 @@
+// Many DST frames on many threads. A frame's bytes depend on nothing but its own sound, so any cut and any number of
+// threads give the same ones.
+#pragma once
+
+#include "container/dst/dst_encoder.h"
+#include "engine/base/reporter.h"
+#include "pipeline/parallel/worker_pool.h"
+
+#include <functional>
+#include <optional>
+
+namespace tesk {
+
+/// Encodes all frames: contiguous ranges of them in turn, one encoder per range.
+///
+/// @param frames   [frame][parameters.frameBytes()]; a frame of another size is stored plain, cut or filled up with
+///                 silence (0x69), and reported
+/// @param threads  how many ranges, at most one per frame; 0: as many as the processor has threads
+/// @return         the coded frames in order; empty, with the reason on `report`, when a parameter is out of range or
+///                 there are no frames
+std::vector<std::vector<std::uint8_t>> encodeDstBatch(std::span<const std::vector<std::uint8_t>> frames,
+                                                      const DstParameters& parameters, unsigned threads,
+                                                      Reporter& report,
+                                                      parallel::WorkerPool& pool = parallel::WorkerPool::instance());
+
+/// The same for a stream of frames: while one block of them is being coded the next is collected, so the memory does
+/// not grow with the length. To be used from one thread, which must not be one of the pool's.
+class DstFrameStream {
+public:
+    /// Receives coded frames in order, on the thread of push() and finish().
+    using Sink = std::function<Status(std::span<const std::uint8_t>)>;
+
+    DstFrameStream(const DstParameters& parameters, parallel::WorkerPool& pool, Sink sink);
+
+    /// Tells whether the parameters are good: DSD_ERROR_INIT_ENCODED_DST otherwise, from push() and finish() as well.
+    Status status() const { return status_; }
+
+    /// Takes a copy of one frame of frameBytes(). DST_ERROR for another size; what the sink answered, once it failed.
+    Status push(std::span<const std::uint8_t> interleaved);
+
+    /// Hands on what is left. The stream may go on afterwards.
+    Status finish();
+
+    std::uint64_t frames() const { return frames_; } ///< taken by the sink so far
+
+private:
+    struct Block {
+        std::vector<std::vector<std::uint8_t>> frames, coded;
+        std::size_t used = 0;
+    };
+
+    void start(Block& block);
+    Status deliver();
+
+    DstParameters parameters_;
+    Sink sink_;
+    std::vector<DstEncoder> encoders_; // one per worker
+    Block blocks_[2];
+    unsigned filling_ = 0; // the block that push() fills; the workers have the other
+    std::uint64_t frames_ = 0;
+    Status status_;
+    parallel::TaskGroup group_; // last: it waits for the workers before anything else goes
+};
+
+} // namespace tesk
