@@ -73,6 +73,7 @@ Status prepare(Pcm2pdm& job)
     if (Status status = settleMetadata(job); !status) return status;
     announceOutput(job);
     if (Status status = loadSource(job); !status) return status;
+    if (Status status = checkDst(job); !status) return status;
     settleReplayGain(job);
     if (Status status = designOversamplingFilter(job); !status) return status;
     if (Status status = buildStages(job); !status) return status;

@@ -1,13 +1,70 @@
 #include "pipeline/output.h"
 
+#include "container/dff_dst_writer.h"
+#include "container/dff_writer.h"
 #include "container/dsf_layout.h"
 #include "container/dsf_writer.h"
+#include "container/dst/dst_batch.h"
+#include "container/dst/dst_format.h"
 #include "container/pipe_writer.h"
+#include "container/wsd_writer.h"
 #include "engine/base/paths.h"
 #include "pipeline/track_outputs.h"
 #include "platform/terminal.h"
 
 namespace tesk {
+namespace {
+
+PipeForm pipeForm(const std::string& container)
+{
+    if (container == "dff") return PipeForm::dff;
+    return container == "wsd" ? PipeForm::wsd : PipeForm::dsf;
+}
+
+/// The encoder on the job's workers.
+class StreamCoder final : public DstFrameCoder {
+public:
+    StreamCoder(const DstParameters& parameters, parallel::WorkerPool& pool, Receiver receiver)
+        : threads_(pool.workers()), stream_(parameters, pool, std::move(receiver))
+    {
+    }
+
+    Status status() const { return stream_.status(); }
+    Status push(Bytes interleaved) override { return stream_.push(interleaved); }
+    Status finish() override { return stream_.finish(); }
+    unsigned threads() const override { return static_cast<unsigned>(threads_); }
+
+private:
+    std::size_t threads_;
+    DstFrameStream stream_;
+};
+
+DstParameters dstParameters(const Pcm2pdm& job)
+{
+    return {job.plan.channels, job.plan.dsdRate, dstBytesPerChannel(job.plan.dsdRate), job.settings.dstPredictionOrder};
+}
+
+DstCoderFactory dstCoderFactory(const Pcm2pdm& job)
+{
+    return [&job](const DsdStreamInfo&, DstFrameCoder::Receiver receiver) -> std::unique_ptr<DstFrameCoder> {
+        auto coder = std::make_unique<StreamCoder>(dstParameters(job), job.pool, std::move(receiver));
+        if (!coder->status()) return nullptr;
+        return coder;
+    };
+}
+
+std::unique_ptr<DsdWriter> fileWriter(const Pcm2pdm& job, ByteSink& sink)
+{
+    const int batch = job.settings.memoryCacheBlocks;
+    const std::string container = containerOf(job.settings);
+    if (container == "dff" && job.settings.dst)
+        return std::make_unique<DffDstWriter>(sink, job.report, batch, dstCoderFactory(job));
+    if (container == "dff") return std::make_unique<DffWriter>(sink, job.report, batch);
+    if (container == "wsd") return std::make_unique<WsdWriter>(sink, job.report, batch);
+    return std::make_unique<DsfWriter>(sink, job.report, batch);
+}
+
+} // namespace
 
 Status SingleOutput::open()
 {
@@ -17,7 +74,7 @@ Status SingleOutput::open()
             sink_ = std::make_unique<NullSink>(); // a screen full of DSD bytes helps nobody
         else
             sink_ = std::make_unique<PipeSink>(stdout, job_.report);
-        writer_ = std::make_unique<PipeWriter>(*sink_);
+        writer_ = std::make_unique<PipeWriter>(*sink_, pipeForm(containerOf(settings)), job_.report);
     } else {
         std::string error;
         if (Status status = file_.open(path_, error); !status) {
@@ -25,7 +82,7 @@ Status SingleOutput::open()
             return status;
         }
         sink_ = std::make_unique<FileSink>(file_.stream(), job_.report, !file_.direct());
-        writer_ = std::make_unique<DsfWriter>(*sink_, job_.report, settings.memoryCacheBlocks);
+        writer_ = fileWriter(job_, *sink_);
     }
     const StreamPlan& plan = job_.plan;
     return writer_->begin({plan.channels, plan.dsdRate, bytes_, plan.blockBytes(), 1});
@@ -42,7 +99,7 @@ Status SingleOutput::commit()
 
 std::unique_ptr<JobOutput> makeJobOutput(const Pcm2pdm& job)
 {
-    if (!job.piece.cuts.empty()) return std::make_unique<TrackOutputs>(job, containerBorder(job.settings));
+    if (!job.piece.cuts.empty()) return std::make_unique<TrackOutputs>(job, containerBorder(job));
     return std::make_unique<SingleOutput>(job, job.settings.outputPath, job.plan.totalBytes());
 }
 
@@ -61,6 +118,7 @@ Status checkOutput(const ConversionSettings& settings, const std::string& path, 
 std::string containerOf(const ConversionSettings& settings)
 {
     if (!settings.format.empty()) return settings.format;
+    if (settings.pipe) return "dsf";
     const std::string extension = fileExtension(settings.outputPath);
     return extension == "dst" ? "dff" : extension;
 }
@@ -70,9 +128,21 @@ bool needsArtistAndTitle(const ConversionSettings& settings)
     return !settings.pipe && containerOf(settings) == "dff";
 }
 
-std::uint64_t containerBorder(const ConversionSettings&)
+Status checkDst(const Pcm2pdm& job)
 {
-    return kDsfBlockBytes; // of the one container that this version writes
+    if (!job.settings.dst || DstEncoder().init(dstParameters(job))) return {};
+    job.report.err("  DST: invalid batch parameters\n");
+    job.report.error(
+        "Error : DST batch encoding failed — aborting\n        DST holds at most %u channels and %u Hz; the "
+        "output would have %u and %u. A plain .dff takes them.\n",
+        kDstMaxChannels, kDstMaxBytesPerChannel * 600, job.plan.channels, job.plan.dsdRate);
+    return DSD_ERROR_INIT_ENCODED_DST;
+}
+
+std::uint64_t containerBorder(const Pcm2pdm& job)
+{
+    if (containerOf(job.settings) == "dsf") return kDsfBlockBytes;
+    return job.settings.dst ? dstBytesPerChannel(job.plan.dsdRate) : 1;
 }
 
 } // namespace tesk

@@ -51,13 +51,16 @@ std::unique_ptr<JobOutput> makeJobOutput(const Pcm2pdm& job);
 /// file, an output that is one of the inputs. Prints the reason.
 Status checkOutput(const ConversionSettings& settings, const std::string& path, Reporter& report);
 
-/// "dsf": what the format option says, or else the output's extension.
+/// "dsf", "dff" or "wsd": what the format option says, or else the output's extension; "dsf" for a bare pipe.
 std::string containerOf(const ConversionSettings& settings);
 
 /// Whether the output is a file that has to name its artist and title.
 bool needsArtistAndTitle(const ConversionSettings& settings);
 
+/// Whether the stream can be DST-coded, where that is asked for. Prints why not.
+Status checkDst(const Pcm2pdm& job);
+
 /// Bytes per channel between two places where a file of that container can end without padding.
-std::uint64_t containerBorder(const ConversionSettings& settings);
+std::uint64_t containerBorder(const Pcm2pdm& job);
 
 } // namespace tesk

@@ -1,5 +1,6 @@
 #include "pipeline/source.h"
 
+#include "pipeline/output.h"
 #include "platform/files.h"
 
 #include <algorithm>
@@ -50,7 +51,8 @@ Status settleRates(Pcm2pdm& job)
     }
     job.plan = *plan;
     job.plan.inputGain = job.settings.inputGain;
-    job.plan.firstSampleInLowBit = job.settings.forceEndianness != 'm'; // a DSF byte starts at its low bit
+    const char asked = job.settings.forceEndianness;
+    job.plan.firstSampleInLowBit = asked != 0 ? asked == 'l' : containerOf(job.settings) == "dsf";
     job.report.line("PCM Base SampleRate:", "%d (Hz)\n", static_cast<int>(rate));
     job.report.line("DSD SampleRate:", "%2.4fMHz (DSD%d)%s\n", job.plan.dsdRate / 1e6, job.settings.oversampling,
                     job.settings.quad ? " QUAD" : "");

@@ -47,6 +47,9 @@ bool filesAreNamed(const ConversionSettings& s, Reporter& report)
     if (s.measure && s.inputs.empty()) return reject(report, "--measure needs an input file (WAV/FLAC/AIFF)\n");
     if (s.inputs.empty() && !listing && !s.record)
         return reject(report, format("%-20s\tNo input files specified.\n", "Report"));
+    if (s.pipe && s.dst)
+        return reject(report, "Error : --dst writes a .dff file, which standard output cannot take; name an output "
+                              "file.\n");
     if (s.pipe && !s.outputPath.empty() && s.outputPath != "-")
         return reject(report, format("Error : --pipe writes to standard output, so the output file %s cannot be "
                                      "written too.\n",
@@ -90,6 +93,15 @@ void takeContainerFromExtension(ConversionSettings& s, const std::string& extens
             unavailable.push_back({"the output extension ." + extension, choice.unavailable});
 }
 
+/// DST lives in DSDIFF files alone.
+void settleDst(ConversionSettings& s, const std::string& extension, Reporter& report)
+{
+    const std::string container = s.format.empty() ? extension : s.format;
+    if (!s.dst || container == "dff" || container == "dst") return;
+    report.line("Report", "Enable DST compression (write a .dff)\n");
+    s.format = "dff";
+}
+
 void printWarnings(const ConversionSettings& s, Reporter& report)
 {
     if (!s.masteringPreset.empty() && !(s.presetLoadPath.empty() && s.presetSavePath.empty()))
@@ -110,6 +122,7 @@ bool passesCrossChecks(ConversionSettings& settings, Reporter& report, std::vect
         const std::string extension = fileExtension(settings.outputPath);
         if (!extensionFits(settings, extension, report)) return false;
         takeContainerFromExtension(settings, extension, unavailable);
+        settleDst(settings, extension, report);
     }
     printWarnings(settings, report);
     return true;

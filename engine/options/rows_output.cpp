@@ -13,9 +13,6 @@ bool isPowerOfTwo(double value)
     return integer > 0 && (integer & (integer - 1)) == 0;
 }
 
-constexpr const char* kDff = "the DFF writer is not built yet";
-constexpr const char* kDst = "the DST encoder is not built yet";
-constexpr const char* kWsd = "the WSD writer is not built yet";
 constexpr const char* kPanning = "automatic panning is not built yet";
 constexpr const char* kDxd = "the DXD output is not built yet";
 
@@ -31,7 +28,7 @@ constexpr Option kMandatory[] = {
 };
 
 constexpr Choice kEndianness[] = {{"l", 'l'}, {"m", 'm'}};
-constexpr Choice kFormats[] = {{"dsf", 0}, {"dff", 1, kDff}, {"wsd", 2, kWsd}};
+constexpr Choice kFormats[] = {{"dsf", 0}, {"dff", 1}, {"wsd", 2}};
 
 constexpr Option kPdmOutput[] = {
     {.names = {"-os", "--oversampling"},
@@ -66,12 +63,10 @@ constexpr Option kPdmOutput[] = {
      .kind = ValueKind::integer,
      .destination = &S::dstPredictionOrder,
      .range = {.minimum = 1, .maximum = 128},
-     .help = "DST prediction order; lower is faster",
-     .unavailable = kDst},
+     .help = "DST prediction order; lower is faster"},
     {.names = {"-e", "--dst", "--encodeddst"},
      .destination = &S::dst,
-     .help = "DST-compressed DFF output [flag]",
-     .unavailable = kDst},
+     .help = "Enable DST compression (write a .dff; order from --dst-compression) [flag]"},
     {.names = {"--format"},
      .argument = "FORMAT",
      .kind = ValueKind::word,

@@ -3,6 +3,9 @@
 #include "input/tags/id3v2_tag.h"
 #include "input/tags/wide_chunk.h"
 
+#include <array>
+#include <utility>
+
 namespace tesk {
 namespace {
 
@@ -30,6 +33,21 @@ void addMasterInformation(ByteSource& source, const WideChunk& chunk, TagSet& ta
     });
 }
 
+/// Some writers put every field into a comment of its own, with a label in front.
+void addComment(const std::string& text, TagSet& tags)
+{
+    constexpr std::array<std::pair<std::string_view, const char*>, 7> labels = {{{"Title: ", "TITLE"},
+                                                                                 {"Artist: ", "ARTIST"},
+                                                                                 {"Album: ", "ALBUM"},
+                                                                                 {"Genre: ", "GENRE"},
+                                                                                 {"Year: ", "DATE"},
+                                                                                 {"Comment: ", "COMMENT"},
+                                                                                 {"Track: ", "TRACK"}}};
+    for (const auto& [label, name] : labels)
+        if (text.starts_with(label)) return addText(tags, name, std::string_view(text).substr(label.size()));
+    addText(tags, "COMMENT", text);
+}
+
 void addComments(TagBytes chunk, TagSet& tags)
 {
     TagCursor cursor(chunk, ByteOrder::big);
@@ -40,7 +58,7 @@ void addComments(TagBytes chunk, TagSet& tags)
         cursor.u16(); // reference
         const std::uint32_t size = cursor.u32();
         const TagBytes text = cursor.take(size);
-        if (type == 0 && !cursor.failed()) addText(tags, "COMMENT", textOfUnknownEncoding(asText(text)));
+        if (type == 0 && !cursor.failed()) addComment(textOfUnknownEncoding(asText(text)), tags);
         if (size % 2 != 0 && !cursor.rest().empty()) cursor.take(1);
     }
 }

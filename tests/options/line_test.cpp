@@ -187,7 +187,6 @@ TEST(NotBuilt, EveryOffenderIsNamedOnceAndAsTyped)
     EXPECT_EQ(parsed.text, "Report              \tnote: --format wsd overrides the output extension 'dsf'\n" +
                                refusal("--mash", "MASH modulators are not built yet") +
                                refusal("-m", "minimum-phase filters are not built yet") +
-                               refusal("--format wsd", "the WSD writer is not built yet") +
                                refusal("--filter-type minphase", "minimum-phase filters are not built yet"));
 }
 
@@ -200,9 +199,13 @@ TEST(NotBuilt, ErrorsOfTheLineComeFirst)
 TEST(NotBuilt, ContainersByExtensionAndModesWithoutFiles)
 {
     const Parsed dst = parse({"-i", "a.wav", "o.DST"});
-    EXPECT_EQ(dst.outcome.status, DSD_ERROR_UNSUPPORTED);
+    EXPECT_EQ(dst.outcome.status, 0);
     EXPECT_TRUE(dst.settings.dst);
-    EXPECT_EQ(dst.text, refusal("the output extension .dst", "the DFF writer is not built yet"));
+    EXPECT_EQ(dst.text, "");
+    const Parsed forced = parse({"-i", "a.wav", "o.wsd", "--dst"});
+    EXPECT_EQ(forced.settings.format, "dff");
+    EXPECT_EQ(forced.text, "Report              \tEnable DST compression (write a .dff)\n");
+    EXPECT_EQ(parse({"-i", "a.wav", "--pipe", "--dst"}).outcome.status, 1);
     for (const char* mode : {"--preset-list", "--list-devices", "--record"})
         EXPECT_EQ(parse({mode}).outcome.status, DSD_ERROR_UNSUPPORTED) << mode;
     EXPECT_EQ(parse({"--measure", "-i", "a.wav", "-i", "b.wav"}).outcome.status, DSD_ERROR_UNSUPPORTED);
