@@ -82,7 +82,8 @@ Status DffDstWriter::finishFrames(Reporter& report)
         std::fill(frame_.begin() + static_cast<std::ptrdiff_t>(held_ * info_.channels), frame_.end(), kDsdSilence);
         if (Status status = pushFrame(); !status) return fail(status, report);
     }
-    report.line("Report", "DST: batch-encoding %u frames (%u threads)...\n", framesPushed_, coder_->threads());
+    report.line("Report", "DST: batch-encoding %u frames (%u threads)...\n", framesPushed_,
+                std::min(coder_->threads(), framesPushed_));
     if (Status status = coder_->finish(); !status) return fail(status, report);
     if (writeFailed_ || framesWritten_ != framesPushed_) return fail(DST_ERROR, report);
     if (batch_->flush()) return {};
@@ -105,6 +106,13 @@ Status DffDstWriter::finish(const MetadataRecord& metadata, Reporter& report)
     return sink_.flush();
 }
 
-Status DffDstWriter::stop() { return batch_ ? batch_->flush() : Status{}; }
+/// Readers of DST count on the number of frames, so the header tells what is really there.
+Status DffDstWriter::stop()
+{
+    if (!batch_) return {};
+    if (Status status = batch_->flush(); !status || !sink_.seekable()) return status;
+    const std::uint64_t frameBytes = codedBytes_ + framesWritten_ * kDsdiffChunkHead;
+    return sink_.rewrite(0, dsdiffDstHeader(info_, framesWritten_, frameBytes));
+}
 
 } // namespace tesk

@@ -1,6 +1,7 @@
 #include "container/dst/dst_batch.h"
 
 #include <algorithm>
+#include <new>
 #include <thread>
 
 namespace tesk {
@@ -8,6 +9,15 @@ namespace {
 
 constexpr std::uint8_t kSilence = 0x69;
 constexpr std::size_t kFramesPerWorker = 4; // of a block of the stream
+
+constexpr std::size_t kMostEncoders = 16;
+constexpr std::size_t kMostHeldBytes = std::size_t{32} << 20; // of one of the stream's two blocks, coded ones included
+
+/// At least one.
+std::size_t framesOfBlock(std::size_t frameBytes, std::size_t encoders)
+{
+    return std::clamp<std::size_t>(kMostHeldBytes / (2 * frameBytes + 1), 1, kFramesPerWorker * encoders);
+}
 
 struct Range {
     std::size_t first, last;
@@ -64,7 +74,12 @@ std::vector<std::vector<std::uint8_t>> encodeDstBatch(std::span<const std::vecto
     {
         parallel::TaskGroup group(pool);
         for (std::size_t t = 0; t < parts; ++t)
-            group.run([&, t] { lines[t] = encodeRange(frames, parameters, rangeOf(frames.size(), parts, t), coded); });
+            group.run([&, t] {
+                try {
+                    lines[t] = encodeRange(frames, parameters, rangeOf(frames.size(), parts, t), coded);
+                } catch (const std::bad_alloc&) { // frames without an entry fail the batch
+                }
+            });
     }
     for (const std::string& text : lines)
         if (!text.empty()) report.err("%s", text.c_str());
@@ -77,12 +92,12 @@ std::vector<std::vector<std::uint8_t>> encodeDstBatch(std::span<const std::vecto
 }
 
 DstFrameStream::DstFrameStream(const DstParameters& parameters, parallel::WorkerPool& pool, Sink sink)
-    : parameters_(parameters), sink_(std::move(sink)), encoders_(pool.workers()), group_(pool)
+    : parameters_(parameters), sink_(std::move(sink)), encoders_(std::min(pool.workers(), kMostEncoders)), group_(pool)
 {
     for (DstEncoder& encoder : encoders_)
         if (status_) status_ = encoder.init(parameters);
     for (Block& block : blocks_) {
-        block.frames.resize(kFramesPerWorker * encoders_.size());
+        block.frames.resize(framesOfBlock(parameters.frameBytes(), encoders_.size()));
         block.coded.resize(block.frames.size());
     }
 }
@@ -106,9 +121,13 @@ void DstFrameStream::start(Block& block)
     for (std::size_t t = 0; t < parts; ++t)
         group_.run([this, &block, t, parts] {
             const Range range = rangeOf(block.used, parts, t);
-            for (std::size_t i = range.first; i < range.last; ++i) {
-                auto frame = encoders_[t].encode(block.frames[i]);
-                block.coded[i] = frame ? std::move(*frame) : plainDstFrame(block.frames[i]);
+            try {
+                for (std::size_t i = range.first; i < range.last; ++i) {
+                    auto frame = encoders_[t].encode(block.frames[i]);
+                    block.coded[i] = frame ? std::move(*frame) : plainDstFrame(block.frames[i]);
+                }
+            } catch (const std::bad_alloc&) { // nothing may leave a worker
+                outOfMemory_ = true;
             }
         });
     filling_ ^= 1;
@@ -118,6 +137,7 @@ void DstFrameStream::start(Block& block)
 Status DstFrameStream::deliver()
 {
     group_.wait();
+    if (outOfMemory_) throw std::bad_alloc();
     Block& block = blocks_[filling_ ^ 1];
     const std::size_t used = std::exchange(block.used, 0);
     for (std::size_t i = 0; i < used; ++i) {

@@ -6,6 +6,7 @@
 #include "engine/base/reporter.h"
 #include "pipeline/parallel/worker_pool.h"
 
+#include <atomic>
 #include <functional>
 #include <optional>
 
@@ -35,6 +36,7 @@ public:
     /// Tells whether the parameters are good: DSD_ERROR_INIT_ENCODED_DST otherwise, from push() and finish() as well.
     Status status() const { return status_; }
 
+    /// Throws std::bad_alloc, as finish() does, when a worker ran out of memory.
     /// Takes a copy of one frame of frameBytes(). DST_ERROR for another size; what the sink answered, once it failed.
     Status push(std::span<const std::uint8_t> interleaved);
 
@@ -58,6 +60,7 @@ private:
     Block blocks_[2];
     unsigned filling_ = 0; // the block that push() fills; the workers have the other
     std::uint64_t frames_ = 0;
+    std::atomic<bool> outOfMemory_{false};
     Status status_;
     parallel::TaskGroup group_; // last: it waits for the workers before anything else goes
 };

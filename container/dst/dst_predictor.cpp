@@ -251,9 +251,7 @@ DstFilter DstPredictor::quantise(std::span<const double> filter) const
     std::vector<double> error(filter.size());
     for (std::size_t i = filter.size(); i-- > 0;) {
         double wanted = scale * filter[i];
-#ifndef NOBABAI
         for (std::size_t j = i + 1; j < filter.size(); ++j) wanted -= row(i)[j] / row(i)[i] * error[j];
-#endif
         const double value = std::clamp(std::round(wanted), -kLargestCoefficient, kLargestCoefficient);
         error[i] = value - scale * filter[i];
         coefs[i] = static_cast<std::int16_t>(value);

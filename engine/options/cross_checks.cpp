@@ -97,6 +97,7 @@ void takeContainerFromExtension(ConversionSettings& s, const std::string& extens
 void settleDst(ConversionSettings& s, const std::string& extension, Reporter& report)
 {
     const std::string container = s.format.empty() ? extension : s.format;
+    if (extension == "dst" && container == "dff") s.dst = true;
     if (!s.dst || container == "dff" || container == "dst") return;
     report.line("Report", "Enable DST compression (write a .dff)\n");
     s.format = "dff";

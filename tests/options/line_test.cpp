@@ -205,6 +205,7 @@ TEST(NotBuilt, ContainersByExtensionAndModesWithoutFiles)
     const Parsed forced = parse({"-i", "a.wav", "o.wsd", "--dst"});
     EXPECT_EQ(forced.settings.format, "dff");
     EXPECT_EQ(forced.text, "Report              \tEnable DST compression (write a .dff)\n");
+    EXPECT_TRUE(parse({"-i", "a.wav", "o.dst", "--format", "dff"}).settings.dst);
     EXPECT_EQ(parse({"-i", "a.wav", "--pipe", "--dst"}).outcome.status, 1);
     for (const char* mode : {"--preset-list", "--list-devices", "--record"})
         EXPECT_EQ(parse({mode}).outcome.status, DSD_ERROR_UNSUPPORTED) << mode;
