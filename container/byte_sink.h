@@ -92,6 +92,8 @@ public:
     std::uint64_t position() const override { return bytes.size(); }
 };
 
+inline constexpr std::size_t kLargestBatch = std::size_t{16} << 20; ///< bytes; beyond it a larger call gains nothing
+
 /// Gathers writes and hands them on in pieces of `batchBytes`: one call instead of many.
 class BatchSink final : public ByteSink {
 public:

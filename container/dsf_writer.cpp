@@ -8,8 +8,6 @@
 namespace tesk {
 namespace {
 
-constexpr std::size_t kLargestBatch = std::size_t{16} << 20; // beyond it a larger call gains nothing
-
 } // namespace
 
 Status DsfWriter::begin(const DsdStreamInfo& info)

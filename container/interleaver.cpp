@@ -3,11 +3,6 @@
 #include <algorithm>
 
 namespace tesk {
-namespace {
-
-constexpr std::size_t kLargestBatch = std::size_t{16} << 20; // beyond it a larger call gains nothing
-
-} // namespace
 
 void interleave(const std::uint8_t* const* planar, std::uint32_t channels, std::size_t bytes, std::uint8_t* out)
 {

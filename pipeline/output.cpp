@@ -25,17 +25,16 @@ PipeForm pipeForm(const std::string& container)
 class StreamCoder final : public DstFrameCoder {
 public:
     StreamCoder(const DstParameters& parameters, parallel::WorkerPool& pool, Receiver receiver)
-        : threads_(pool.workers()), stream_(parameters, pool, std::move(receiver))
+        : stream_(parameters, pool, std::move(receiver))
     {
     }
 
     Status status() const { return stream_.status(); }
     Status push(Bytes interleaved) override { return stream_.push(interleaved); }
     Status finish() override { return stream_.finish(); }
-    unsigned threads() const override { return static_cast<unsigned>(threads_); }
+    unsigned threads() const override { return static_cast<unsigned>(stream_.encoders()); }
 
 private:
-    std::size_t threads_;
     DstFrameStream stream_;
 };
 
@@ -135,7 +134,7 @@ Status checkDst(const Pcm2pdm& job)
     job.report.error(
         "Error : DST batch encoding failed — aborting\n        DST holds at most %u channels and %u Hz; the "
         "output would have %u and %u. A plain .dff takes them.\n",
-        kDstMaxChannels, kDstMaxBytesPerChannel * 600, job.plan.channels, job.plan.dsdRate);
+        kDstMaxChannels, kDstMaxBytesPerChannel * 8 * kDstFramesPerSecond, job.plan.channels, job.plan.dsdRate);
     return DSD_ERROR_INIT_ENCODED_DST;
 }
 

@@ -30,6 +30,28 @@ private:
     bool kept_ = false;
 };
 
+/// Looks functions up one after the other and remembers the first that is not there.
+/// @tparam Library  has symbol(const char*)
+template <class Library>
+class SymbolTable {
+public:
+    explicit SymbolTable(const Library& library) : library_(library) {}
+
+    template <class Function>
+    SymbolTable& take(const char* name, Function*& slot)
+    {
+        slot = reinterpret_cast<Function*>(library_.symbol(name));
+        if (!slot && !missing_) missing_ = name;
+        return *this;
+    }
+    /// Null when all were found.
+    const char* missing() const { return missing_; }
+
+private:
+    const Library& library_;
+    const char* missing_ = nullptr;
+};
+
 /// What the loader's failures are called on this system, up to the reason: "dlopen failed (".
 extern const char* const kLoadFailure;
 

@@ -43,7 +43,8 @@ public:
     /// Hands on what is left. The stream may go on afterwards.
     Status finish();
 
-    std::uint64_t frames() const { return frames_; } ///< taken by the sink so far
+    std::size_t encoders() const { return encoders_.size(); } ///< that work at once
+    std::uint64_t frames() const { return frames_; }          ///< taken by the sink so far
 
 private:
     struct Block {

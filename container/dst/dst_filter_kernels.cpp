@@ -247,7 +247,7 @@ DstFilterKernels dstKernelsFor(const platform::CpuFeatures& cpu)
 {
     DstFilterKernels kernels = scalarDstKernels();
     if (cpu.avx2) kernels = {"AVX2", filterAvx2, correlateAvx2, shortfallAvx2, decideAvx2, eliminateAvx2};
-    if (cpu.avx2 && cpu.avx512 && __builtin_cpu_supports("avx512bw")) {
+    if (cpu.avx2 && cpu.avx512bw) {
         kernels.level = "AVX-512";
         kernels.filter = filterAvx512;
     }

@@ -1,7 +1,6 @@
 #include "container/dst/dst_frame_run.h"
 
 #include <algorithm>
-#include <cpuid.h>
 #include <cstdlib>
 
 namespace tesk {
@@ -91,15 +90,6 @@ void decodePlainly(DstFrameRun* const* runs, DstLookAhead lookAhead) { decodeAll
     decodeAll(runs, lookAhead);
 }
 
-// Bit positions: Intel 64 and IA-32 Architectures Software Developer's Manual, volume 2A, CPUID.
-bool hasBitCounts()
-{
-    unsigned a = 0, b = 0, c = 0, d = 0, b7 = 0;
-    if (!__get_cpuid(0x80000001, &a, &b, &c, &d) || !(c >> 5 & 1)) return false;
-    if (!__get_cpuid_count(7, 0, &a, &b7, &c, &d)) return false;
-    return (b7 >> 3 & 1) && (b7 >> 8 & 1);
-}
-
 } // namespace
 
 DstFault DstFrameRun::start(std::uint32_t channelCount, std::uint32_t bytesPerChannel, DstSimdLevel level,
@@ -161,7 +151,7 @@ void runDstFrames(DstFrameRun& first, DstFrameRun* second, DstSimdLevel level)
 {
     DstFrameRun* const runs[2] = {&first, second};
     const DstLookAhead lookAhead = dstLookAhead(level);
-    if (level >= kDstAvx2 && hasBitCounts())
+    if (level >= kDstAvx2)
         decodeWithBitCounts(runs, lookAhead);
     else
         decodePlainly(runs, lookAhead);

@@ -9,8 +9,8 @@ namespace {
 
 DstSimdLevel detected(const platform::CpuFeatures& cpu)
 {
-    if (cpu.avx512) return kDstAvx512;
-    if (cpu.avx2) return kDstAvx2;
+    if (cpu.avx512 && cpu.bitCounts) return kDstAvx512;
+    if (cpu.avx2 && cpu.bitCounts) return kDstAvx2;
     return cpu.sse41 ? kDstSse41 : kDstScalar;
 }
 

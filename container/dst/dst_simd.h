@@ -11,7 +11,7 @@ namespace tesk {
 enum DstSimdLevel : int {
     kDstScalar = 0,
     kDstSse41 = 20,
-    kDstAvx2 = 40,
+    kDstAvx2 = 40, ///< with the bit counts that every such processor but a masked one has
     kDstAvx512 = 50,
     kDstNeon = 60, ///< can be asked for; no x86 processor has it
 };

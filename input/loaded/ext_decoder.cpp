@@ -14,27 +14,6 @@ static_assert(sizeof(tesk_ext_format) == 64, "plugins of other compilers count o
 
 namespace {
 
-/// Looks functions up by name until one is missing.
-class Resolver {
-public:
-    explicit Resolver(const platform::DynamicLibrary& library) : library_(library) {}
-
-    template <class Function>
-    Resolver& get(const char* name, Function& slot)
-    {
-        if (missing_) return *this;
-        slot = reinterpret_cast<Function>(library_.symbol(name));
-        if (!slot) missing_ = name;
-        return *this;
-    }
-    /// The first name that was not found; null when all were.
-    const char* missing() const { return missing_; }
-
-private:
-    const platform::DynamicLibrary& library_;
-    const char* missing_ = nullptr;
-};
-
 /// Null with `error` set when the library is no plugin of this version.
 std::unique_ptr<ExtDecoderApi> checkedApi(const platform::DynamicLibrary& library, const std::string& path,
                                           std::string& error)
@@ -42,14 +21,14 @@ std::unique_ptr<ExtDecoderApi> checkedApi(const platform::DynamicLibrary& librar
     decltype(&tesk_ext_abi_version) abiVersion = nullptr;
     decltype(&tesk_ext_codecs) codecs = nullptr;
     auto api = std::make_unique<ExtDecoderApi>();
-    Resolver names(library);
-    names.get("tesk_ext_abi_version", abiVersion)
-        .get("tesk_ext_codecs", codecs)
-        .get("tesk_ext_open", api->open)
-        .get("tesk_ext_read", api->read)
-        .get("tesk_ext_seek", api->seek)
-        .get("tesk_ext_close", api->close)
-        .get("tesk_ext_last_error", api->lastError);
+    platform::SymbolTable names(library);
+    names.take("tesk_ext_abi_version", abiVersion)
+        .take("tesk_ext_codecs", codecs)
+        .take("tesk_ext_open", api->open)
+        .take("tesk_ext_read", api->read)
+        .take("tesk_ext_seek", api->seek)
+        .take("tesk_ext_close", api->close)
+        .take("tesk_ext_last_error", api->lastError);
     if (names.missing()) {
         error = std::string("missing symbol '") + names.missing() + "' in '" + path +
                 "' -- this file does not implement the TESK external decoder ABI (see public/tesk_ext_decoder)";

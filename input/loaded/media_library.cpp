@@ -43,31 +43,12 @@ private:
     platform::DynamicLibrary library_;
 };
 
-/// Looks the functions up and remembers the first that is not there.
-class SymbolTable {
-public:
-    explicit SymbolTable(const LibraryFamily& library) : library_(library) {}
-
-    template <class Function>
-    SymbolTable& take(const char* name, Function*& slot)
-    {
-        slot = reinterpret_cast<Function*>(library_.symbol(name));
-        if (!slot && !missing_) missing_ = name;
-        return *this;
-    }
-    const char* missing() const { return missing_; }
-
-private:
-    const LibraryFamily& library_;
-    const char* missing_ = nullptr;
-};
-
 /// Empty when the library is of the right generation. A library that does not tell its version is taken: the reader's
 /// gates notice other layouts.
 std::string wrongGeneration(const LibraryFamily& library)
 {
     unsigned (*version)() = nullptr;
-    SymbolTable(library).take("avformat_version", version);
+    platform::SymbolTable(library).take("avformat_version", version);
     if (!version) return {};
     const unsigned major = version() >> 16;
     if (major > media::kMajor) return std::string(" ") + kTooNew;
@@ -79,7 +60,7 @@ std::string wrongGeneration(const LibraryFamily& library)
 /// for each of them lacks other functions too.
 std::string resolve(const LibraryFamily& library, MediaLibraryApi& api)
 {
-    SymbolTable table(library);
+    platform::SymbolTable table(library);
     if (table.take("avformat_open_input", api.openInput).missing()) return std::string(" ") + kLooksLikeSibling;
     if (table.take("avcodec_decode_audio4", api.decodeAudio).missing()) return std::string(" ") + kTooNew;
     if (std::string why = wrongGeneration(library); !why.empty()) return why;

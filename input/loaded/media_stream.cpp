@@ -1,5 +1,6 @@
 #include "input/loaded/media_stream.h"
 
+#include "engine/base/paths.h"
 #include "input/header_probe.h"
 #include "input/loaded/loaded_libraries.h"
 #include "input/loaded/media_library.h"
@@ -92,14 +93,6 @@ std::string plainFile(const std::string& path)
     return colon == std::string::npos || path[0] == '/' || drive ? path : "./" + path;
 }
 
-bool hasExtension(const std::string& path, std::initializer_list<const char*> extensions)
-{
-    std::string end = path.substr(path.size() - std::min<std::size_t>(path.size(), 4));
-    for (char& c : end)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    return std::find(extensions.begin(), extensions.end(), end) != extensions.end();
-}
-
 } // namespace
 
 MediaStream::MediaStream(const MediaLibraryApi& api, Reporter& report)
@@ -148,7 +141,8 @@ bool MediaStream::openInput(const std::string& path)
     const std::string url = plainFile(path);
     int status = api_.openInput(&context_, url.c_str(), nullptr, nullptr);
     trace("avformat_open_input('%s') = %d", url.c_str(), status);
-    if (status < 0 && hasExtension(path, {".ape", ".mac"})) {
+    const std::string extension = fileExtension(path);
+    if (status < 0 && (extension == "ape" || extension == "mac")) {
         context_ = nullptr;
         void* const demuxer = api_.findInputFormat("ape");
         const int again = demuxer ? api_.openInput(&context_, url.c_str(), demuxer, nullptr) : status;

@@ -6,7 +6,7 @@
 namespace tesk {
 
 /// Reads an APE tag, version 1 or 2, at the end of the file or before an ID3v1 tag there. Items in front of a damaged
-/// one are kept. Source: APEv2 specification (Hydrogenaudio knowledge base).
+/// one are kept. Source: APEv2 as the Hydrogenaudio knowledge base has it.
 void readApeTag(ByteSource& source, TagSet& tags);
 
 /// Reads the 128 bytes of ID3v1 or ID3v1.1 at the end of the file.

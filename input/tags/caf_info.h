@@ -5,7 +5,7 @@
 
 namespace tesk {
 
-/// Source: Core Audio Format specification 1.0 (Apple), "Information Chunk".
+/// Source: Core Audio Format 1.0 (Apple), "Information Chunk".
 void readCafInfo(ByteSource& source, TagSet& tags);
 
 } // namespace tesk

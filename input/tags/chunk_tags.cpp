@@ -8,19 +8,14 @@
 namespace tesk {
 namespace {
 
-struct ChunkName {
-    std::string_view id;
-    const char* name;
-};
-
 constexpr std::array kInfoTexts = {
-    ChunkName{"INAM", "TITLE"}, ChunkName{"IART", "ARTIST"},  ChunkName{"IPRD", "ALBUM"}, ChunkName{"IGNR", "GENRE"},
-    ChunkName{"ICRD", "DATE"},  ChunkName{"ICMT", "COMMENT"}, ChunkName{"IPRT", "TRACK"}, ChunkName{"ITRK", "TRACK"},
+    TagName{"INAM", "TITLE"}, TagName{"IART", "ARTIST"},  TagName{"IPRD", "ALBUM"}, TagName{"IGNR", "GENRE"},
+    TagName{"ICRD", "DATE"},  TagName{"ICMT", "COMMENT"}, TagName{"IPRT", "TRACK"}, TagName{"ITRK", "TRACK"},
 };
 constexpr std::array kAiffTexts = {
-    ChunkName{"NAME", "TITLE"},
-    ChunkName{"AUTH", "ARTIST"},
-    ChunkName{"ANNO", "COMMENT"},
+    TagName{"NAME", "TITLE"},
+    TagName{"AUTH", "ARTIST"},
+    TagName{"ANNO", "COMMENT"},
 };
 
 /// The size that a "data" chunk of 0xFFFFFFFF bytes really has.
@@ -57,9 +52,9 @@ void addInfo(TagBytes list, ByteOrder order, TagSet& tags)
         const std::string_view id = asText(cursor.take(4));
         const std::uint32_t size = cursor.u32();
         const TagBytes text = cursor.take(size);
-        for (const ChunkName& known : kInfoTexts)
-            if (id == known.id)
-                addText(tags, known.name, textOfUnknownEncoding(asText(TagCursor(text, order).terminated())));
+        for (const TagName& known : kInfoTexts)
+            if (id == known.own)
+                addText(tags, known.canonical, textOfUnknownEncoding(asText(TagCursor(text, order).terminated())));
         if (size % 2 != 0 && !cursor.rest().empty()) cursor.take(1);
     }
 }
@@ -76,9 +71,10 @@ void readChunkTags(ByteSource& source, AudioKind kind, TagSet& tags)
     walkChunks(source, kind, [&](const Chunk& chunk, ByteOrder order) {
         if (chunk.id == "LIST" || chunk.id == "list")
             addInfo(bytesAt(source, chunk.dataOffset, chunk.size), order, tags);
-        for (const ChunkName& known : kAiffTexts)
-            if (chunk.id == known.id)
-                addText(tags, known.name, textOfUnknownEncoding(asText(bytesAt(source, chunk.dataOffset, chunk.size))));
+        for (const TagName& known : kAiffTexts)
+            if (chunk.id == known.own)
+                addText(tags, known.canonical,
+                        textOfUnknownEncoding(asText(bytesAt(source, chunk.dataOffset, chunk.size))));
     });
 }
 

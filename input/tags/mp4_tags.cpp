@@ -9,16 +9,11 @@
 namespace tesk {
 namespace {
 
-struct ItemName {
-    std::string_view atom;
-    const char* name;
-};
-
 /// Without the copyright sign (0xA9) that starts most of them.
 constexpr std::array kTextItems = {
-    ItemName{"nam", "TITLE"},   ItemName{"ART", "ARTIST"},   ItemName{"alb", "ALBUM"},
-    ItemName{"gen", "GENRE"},   ItemName{"day", "DATE"},     ItemName{"wrk", "WORK"},
-    ItemName{"cmt", "COMMENT"}, ItemName{"wrt", "COMPOSER"}, ItemName{"aART", "ALBUMARTIST"},
+    TagName{"nam", "TITLE"},   TagName{"ART", "ARTIST"},   TagName{"alb", "ALBUM"},
+    TagName{"gen", "GENRE"},   TagName{"day", "DATE"},     TagName{"wrk", "WORK"},
+    TagName{"cmt", "COMMENT"}, TagName{"wrt", "COMPOSER"}, TagName{"aART", "ALBUMARTIST"},
 };
 
 /// Bytes of the file from `begin` to `end`.
@@ -106,8 +101,8 @@ void addItem(ByteSource& source, const Atom& item, TagSet& tags)
     } else {
         std::string_view name = item.name;
         if (name.starts_with('\xA9')) name.remove_prefix(1);
-        for (const ItemName& known : kTextItems)
-            if (name == known.atom) addText(tags, known.name, asText(value));
+        for (const TagName& known : kTextItems)
+            if (name == known.own) addText(tags, known.canonical, asText(value));
     }
 }
 

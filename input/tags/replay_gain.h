@@ -22,7 +22,7 @@ std::optional<double> parseGainNumber(const std::string& text);
 /// Takes one tag into `gain` when its name, in any case, is REPLAYGAIN_TRACK_GAIN, _TRACK_PEAK, _ALBUM_GAIN,
 /// _ALBUM_PEAK, or R128_TRACK_GAIN or R128_ALBUM_GAIN (integers of 1/256 dB towards −23 LUFS, so 5 dB are added; a
 /// ReplayGain tag wins over them). A field that has a value keeps it.
-/// Sources: ReplayGain 2.0 specification; RFC 7845 (Opus).
+/// Sources: ReplayGain 2.0; RFC 7845 (Opus).
 void takeReplayGainTag(const std::string& name, const std::string& value, ReplayGain& gain);
 
 } // namespace tesk

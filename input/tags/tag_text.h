@@ -15,6 +15,12 @@ inline constexpr std::size_t kLargestTagBlock = 1 << 26; ///< bytes of one tag t
 inline constexpr std::size_t kMostTexts = 1024;          ///< of one file
 inline constexpr std::size_t kMostPictures = 16;         ///< of one file
 
+/// A format's own name of a text, and the canonical one.
+struct TagName {
+    std::string_view own;
+    const char* canonical;
+};
+
 using TagBytes = std::span<const std::uint8_t>;
 
 /// Valid UTF-8 up to the first NUL: malformed bytes become U+FFFD, control characters go except tabs and line breaks

@@ -9,7 +9,7 @@ namespace tesk {
 void readFlacTags(ByteSource& source, std::uint64_t offset, TagSet& tags);
 
 /// The header packets of the first stream of an Ogg file that starts at `offset`; at most kLargestTagBlock of it is
-/// looked at. Sources: RFC 3533, RFC 7845, Vorbis I specification, Ogg FLAC mapping.
+/// looked at. Sources: RFC 3533, RFC 7845, Vorbis I, Ogg FLAC mapping.
 void readOggTags(ByteSource& source, std::uint64_t offset, TagSet& tags);
 
 } // namespace tesk

@@ -1,6 +1,7 @@
 // Chunks with a four-letter name and a 64-bit big-endian size, as DSDIFF and CAF have them.
 #pragma once
 
+#include "input/chunk_walker.h"
 #include "input/tags/tag_text.h"
 
 #include <algorithm>
@@ -18,9 +19,8 @@ template <class Visit>
 void walkWideChunks(ByteSource& source, std::uint64_t begin, std::uint64_t end, std::uint64_t alignment, Visit visit)
 {
     constexpr std::uint64_t kHeader = 12;
-    constexpr int kMostChunks = 4096; // a damaged file could otherwise keep us busy
     end = std::min(end, source.size());
-    for (int i = 0; i < kMostChunks && begin < end && end - begin >= kHeader; ++i) {
+    for (int i = 0; i < kMaxChunks && begin < end && end - begin >= kHeader; ++i) {
         const auto head = bytesAt(source, begin, kHeader);
         TagCursor cursor(head, ByteOrder::big);
         WideChunk chunk{std::string(asText(cursor.take(4))), begin + kHeader, cursor.number(8)};

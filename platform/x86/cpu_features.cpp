@@ -35,6 +35,10 @@ CpuFeatures cpuFeatures()
     cpu.avx2 = bit(b7, 5);
     const bool zmm = (state & 0xe0) == 0xe0;
     cpu.avx512 = zmm && bit(b7, 16) && bit(b7, 28);
+    cpu.avx512bw = cpu.avx512 && bit(b7, 30);
+    unsigned cx = 0;
+    const bool lzcnt = __get_cpuid(0x80000001, &a, &b, &cx, &d) && bit(cx, 5);
+    cpu.bitCounts = lzcnt && bit(b7, 3) && bit(b7, 8);
     return cpu;
 }
 

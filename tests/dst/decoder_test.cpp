@@ -418,7 +418,11 @@ TEST(DstDecoder, RefusesWhatItCannotHold)
 TEST(DstSimd, FollowsProcessorVariableAndSwitch)
 {
     const platform::CpuFeatures none{}, sse2{true}, sse41{true, true}, avx{true, true, true},
-        avx2{true, true, true, true, true}, avx512{true, true, true, true, true, true};
+        masked{.sse2 = true, .sse41 = true, .avx = true, .fma = true, .avx2 = true};
+    platform::CpuFeatures avx2 = masked;
+    avx2.bitCounts = true;
+    platform::CpuFeatures avx512 = avx2;
+    avx512.avx512 = true;
     const std::string k512 = "AVX-512 (fir dot, 16 taps/instr)", k2 = "AVX2 (fir dot, 8 taps/instr)",
                       k41 = "SSE4.1 (fir dot, 4 taps/instr)", k0 = "scalar";
     struct Case {
@@ -433,6 +437,7 @@ TEST(DstSimd, FollowsProcessorVariableAndSwitch)
         {avx512, nullptr, true, 50, k512 + " [cpu: AVX-512]"},
         {avx2, "fast", true, 40, k2 + " [cpu: AVX2]"},
         {avx, "", true, 20, k41 + " [cpu: AVX]"},
+        {masked, nullptr, true, 20, k41 + " [cpu: AVX2]"},
         {sse41, "sse", true, 20, k41 + " [cpu: SSE4.1]"},
         {sse2, nullptr, true, 0, k0 + " [cpu: SSE2]"},
         {none, nullptr, true, 0, k0 + " [cpu: scalar]"},
