@@ -36,6 +36,8 @@ double dotSse2(const double* a, const double* b, int n)
     return dotTail(a, b, i, n, lane[0] + lane[1]);
 }
 
+// The wide forms end in a jump to the tail; without clearing the registers' upper halves first, all SSE code behind
+// them waits for those halves.
 [[gnu::target("avx,fma")]] double dotAvxFma(const double* a, const double* b, int n)
 {
     __m256d sum0 = _mm256_setzero_pd(), sum1 = _mm256_setzero_pd();
@@ -46,6 +48,7 @@ double dotSse2(const double* a, const double* b, int n)
     }
     double lane[4];
     _mm256_storeu_pd(lane, _mm256_add_pd(sum0, sum1));
+    _mm256_zeroupper();
     return dotTail(a, b, i, n, (lane[0] + lane[1]) + (lane[2] + lane[3]));
 }
 
@@ -76,6 +79,7 @@ double dotSse2(const double* a, const double* b, int n)
     double lane[8];
     _mm512_storeu_pd(lane, _mm512_add_pd(sum0, sum1));
     const double total = ((lane[0] + lane[1]) + (lane[2] + lane[3])) + ((lane[4] + lane[5]) + (lane[6] + lane[7]));
+    _mm256_zeroupper();
     return dotTail(a, b, i, n, total);
 }
 
