@@ -4,6 +4,7 @@ option(TESK_TESTS "Build the tests" ON)
 option(TESK_BENCH "Build the benchmarks" OFF)
 option(TESK_FUZZ "Build the fuzz targets (clang only)" OFF)
 option(TESK_OPENMP "Use OpenMP in the filter design" ON)
+option(TESK_FLAC_ENCODER "Write FLAC files; OFF builds a writer that refuses them" ON)
 set(TESK_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize= takes them; empty for none")
 
 set(CMAKE_CXX_STANDARD 20)

@@ -13,8 +13,15 @@ namespace {
 constexpr std::uint8_t kUtf8 = 3;
 constexpr std::uint8_t kFrontCover = 3;
 
+/// 28 bits in four bytes of seven, most significant first.
+void synchsafe(ByteWriter& out, std::size_t size)
+{
+    for (int shift = 21; shift >= 0; shift -= 7) out.u8(static_cast<std::uint8_t>((size >> shift) & 0x7F));
+}
+
 class Frames {
 public:
+    explicit Frames(Id3FrameSizes sizes) : sizes_(sizes) {}
     void text(const char* id, const std::optional<std::string>& value)
     {
         if (!value || value->empty()) return;
@@ -42,8 +49,14 @@ public:
 private:
     void frame(const char* id, const std::vector<std::uint8_t>& body)
     {
-        out_.tag(id).u32(static_cast<std::uint32_t>(body.size())).u16(0).raw(body);
+        out_.tag(id);
+        if (sizes_ == Id3FrameSizes::plain)
+            out_.u32(static_cast<std::uint32_t>(body.size()));
+        else
+            synchsafe(out_, body.size());
+        out_.u16(0).raw(body);
     }
+    Id3FrameSizes sizes_;
     ByteWriter out_{ByteOrder::big};
 };
 
@@ -62,23 +75,29 @@ std::vector<std::uint8_t> readCover(const std::string& path, Reporter& report)
                      image.empty() ? "is empty" : "is larger than 16 MiB");
         return {};
     }
-    const bool jpeg = image[0] == 0xFF, png = image[0] == 0x89; // first bytes of their signatures
-    if (!jpeg && !png) report.alert("the cover '%s' is neither JPEG nor PNG; players may not show it\n", path.c_str());
     return image;
 }
 
-/// 28 bits in four bytes of seven, most significant first.
-void synchsafe(ByteWriter& out, std::size_t size)
+void warnOfUnknownKind(const MetadataRecord& metadata, const std::vector<std::uint8_t>& image, Reporter& report)
 {
-    for (int shift = 21; shift >= 0; shift -= 7) out.u8(static_cast<std::uint8_t>((size >> shift) & 0x7F));
+    if (!metadata.coverPath || image.empty()) return;
+    const bool jpeg = image[0] == 0xFF, png = image[0] == 0x89; // first bytes of their signatures
+    if (!jpeg && !png)
+        report.alert("the cover '%s' is neither JPEG nor PNG; players may not show it\n", metadata.coverPath->c_str());
 }
 
 } // namespace
 
-std::vector<std::uint8_t> id3Tag(const MetadataRecord& metadata, Reporter& report)
+std::vector<std::uint8_t> coverOf(const MetadataRecord& metadata, Reporter& report)
+{
+    if (metadata.coverPath) return readCover(*metadata.coverPath, report);
+    return metadata.coverImage ? *metadata.coverImage : std::vector<std::uint8_t>{};
+}
+
+std::vector<std::uint8_t> id3Tag(const MetadataRecord& metadata, Reporter& report, Id3FrameSizes sizes)
 {
     if (!metadata.hasUserField()) return {};
-    Frames frames;
+    Frames frames(sizes);
     frames.text("TIT2", metadata.title);
     frames.text("TPE1", metadata.artist);
     frames.text("TALB", metadata.album);
@@ -86,10 +105,9 @@ std::vector<std::uint8_t> id3Tag(const MetadataRecord& metadata, Reporter& repor
     frames.text("TDRC", metadata.date);
     frames.text("TCON", metadata.genre);
     frames.comment(metadata.comment);
-    if (metadata.coverPath)
-        frames.picture(readCover(*metadata.coverPath, report));
-    else if (metadata.coverImage)
-        frames.picture(*metadata.coverImage);
+    const std::vector<std::uint8_t> cover = coverOf(metadata, report);
+    warnOfUnknownKind(metadata, cover, report);
+    frames.picture(cover);
     frames.text("TSSE", kEncoderText);
     frames.text("TENC", kEncoderText);
     const std::vector<std::uint8_t> body = frames.take();

@@ -25,7 +25,7 @@ std::string quoted(const char* what, const std::string& path, const std::string&
 
 } // namespace
 
-std::string outputObstacle(const std::string& path)
+std::string outputObstacle(const std::string& path, const std::vector<std::string>& inputs)
 {
     // What a link of /proc or /dev leads to need not have a name of its own, so devices keep the user's.
     const bool device = platform::fileKind(path) == FileKind::other;
@@ -42,6 +42,8 @@ std::string outputObstacle(const std::string& path)
         return quoted("cannot write", path, "the folder '" + directory + "' does not exist; create it first");
     if (platform::fileKind(directory) != FileKind::directory)
         return quoted("cannot write", path, "'" + directory + "' is no folder");
+    for (const std::string& input : inputs)
+        if (platform::sameFile(input, path)) return "the output '" + path + "' is the input itself; name another file";
     return {};
 }
 

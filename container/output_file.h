@@ -5,6 +5,7 @@
 #include "platform/files.h"
 
 #include <string>
+#include <vector>
 
 namespace tesk {
 
@@ -35,6 +36,7 @@ private:
 };
 
 /// What would stop `path` from being written, found without touching anything; empty when nothing would.
-std::string outputObstacle(const std::string& path);
+/// @param inputs  files that are read meanwhile, and must be none of them
+std::string outputObstacle(const std::string& path, const std::vector<std::string>& inputs = {});
 
 } // namespace tesk

@@ -4,6 +4,7 @@
 #include "engine/control_channel.h"
 #include "engine/forward_run.h"
 #include "engine/process_state.h"
+#include "engine/reverse_run.h"
 #include "platform/locale.h"
 #include "platform/process.h"
 #include "public/tesk_engine.h"
@@ -26,7 +27,7 @@ bool contains(const std::vector<std::string>& arguments, const char* word)
 /// Modes that no part of this version runs; refused before anything is opened.
 bool refusesMode(const std::vector<std::string>& arguments)
 {
-    for (const char* mode : {"--reverse", "--batch", "--cli-v2"})
+    for (const char* mode : {"--batch", "--cli-v2"})
         if (contains(arguments, mode)) {
             report_essential(stderr, "Error : %s is not available in this version. Nothing was converted.\n", mode);
             return true;
@@ -47,6 +48,7 @@ int runMain(int argc, char** argv)
     for (int i = 1; i < argc; ++i) arguments.emplace_back(argv[i] ? argv[i] : "");
     if (processState().process_owner.load() != 1) platform::useUtf8Console();
     processState().run_result = 0;
+    if (contains(arguments, "--reverse")) return runReverse(arguments);
     if (refusesMode(arguments)) return finish_status(DSD_ERROR_UNSUPPORTED);
     return runForward(arguments);
 }

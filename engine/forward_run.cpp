@@ -9,6 +9,7 @@
 #include "engine/process_state.h"
 #include "input/loaded/stream_loader.h"
 #include "pipeline/cue_run.h"
+#include "pipeline/dxd_run.h"
 #include "pipeline/kernel/dispatch.h"
 #include "pipeline/parallel/worker_pool.h"
 
@@ -75,7 +76,7 @@ double megabytesPerSecond(std::uint64_t bytes, double seconds)
     return seconds > 0 ? static_cast<double>(bytes) * (1.0 / 1024) * (1.0 / 1024) / seconds : 0.0;
 }
 
-void printClosingLines(const JobResult& result, Reporter& report)
+void printClosingLines(const JobResult& result, const char* written, Reporter& report)
 {
     if (result.status != DSD_SUCCESS) {
         report.closing("\nError end. retun %d.\n", static_cast<int>(result.status));
@@ -83,7 +84,7 @@ void printClosingLines(const JobResult& result, Reporter& report)
     }
     const JobTiming& t = result.timing;
     report.out("%-20s\n", "\nEnd Conversion.");
-    report.out("%-40s%-22s%s\n", "Report", "READ PCM", "WRITE DSD");
+    report.out("%-40s%-22s%s\n", "Report", "READ PCM", written);
     report.out("%-12s%-28s%-22zu%zu\n", "", "Data size:(Bytes)", static_cast<std::size_t>(t.bytesRead),
                static_cast<std::size_t>(t.bytesWritten));
     report.out("%-12s%-28s%-22.2f%.2f\n", "", "Speed:(MBytes/Sec)", megabytesPerSecond(t.bytesRead, t.readSeconds),
@@ -91,6 +92,12 @@ void printClosingLines(const JobResult& result, Reporter& report)
     report.out("%-12s%-28s%.4f\n", "", "Use all time:(Seconds)", t.totalSeconds);
     report.closing("\nend. retun %d.\n", 0);
     report.closing("%-20s\n", "\nOK.");
+}
+
+JobResult convert(const ConversionSettings& settings, const JobEnvironment& environment)
+{
+    if (settings.usesCueSheet()) return convertCueTracks(settings, environment);
+    return settings.dxd ? convertPcmToDxd(settings, environment) : convertPcmToPdm(settings, environment);
 }
 
 } // namespace
@@ -122,10 +129,9 @@ int runForward(const std::vector<std::string>& arguments)
                                      .completeMetadata = [&](MetadataRecord& record) {
                                          return prompt_dff_metadata(record, standardTerminal(settings.gui), report);
                                      }};
-    const JobResult result =
-        settings.usesCueSheet() ? convertCueTracks(settings, environment) : convertPcmToPdm(settings, environment);
+    const JobResult result = convert(settings, environment);
     state.run_result = result.status;
-    printClosingLines(result, report);
+    printClosingLines(result, settings.dxd ? "WRITE DXD" : "WRITE DSD", report);
     log_close();
     // A truncated output is fatal: a process that is the engine's own ends with it.
     return result.status == DSD_ERROR_ASSERT ? finish_status(result.status) : static_cast<int>(result.status);

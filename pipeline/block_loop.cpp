@@ -1,28 +1,25 @@
 #include "pipeline/block_loop.h"
 
 #include "engine/base/report.h"
-#include "pipeline/progress.h"
 #include "platform/terminal.h"
 
 #include <algorithm>
 
 namespace tesk {
-namespace {
 
 Progress::Shown shownProgress(const ConversionSettings& settings)
 {
     Progress::Shown shown;
     shown.machineReadable = settings.gui && !settings.pipe;
-    shown.terminal = !settings.gui && !settings.pipe && log_mode() == logConsole && platform::isTerminal(stdout);
+    if (!settings.gui && !settings.pipe && log_mode() == logConsole && platform::isTerminal(stdout))
+        shown.terminal = stdout;
     return shown;
 }
-
-} // namespace
 
 void runBlockLoop(Pcm2pdm& job, ConversionBlockState& state)
 {
     const StreamPlan& plan = job.plan;
-    Progress progress(plan.totalFrames, plan.pcmRate, shownProgress(job.settings), job.report);
+    Progress progress(plan.totalFrames, plan.pcmRate, shownProgress(job.settings));
     std::vector<const double*> input(plan.channels);
     for (std::uint64_t block = 0; block < plan.blockCount && job.status.ok() && !takeStop(job); ++block) {
         const std::uint64_t position = block * plan.blockFrames;

@@ -1,6 +1,7 @@
 #include "pipeline/cue_run.h"
 
 #include "pipeline/cue_plan.h"
+#include "pipeline/dxd_run.h"
 #include "pipeline/output.h"
 #include "platform/files.h"
 
@@ -26,7 +27,8 @@ public:
         settings_.metadataFromInput = false; // the plan has read the tags
         if (Status status = checkPaths(); !status) return ended(status.status());
         if (Status status = completeMetadata(); !status) return ended(status.status());
-        return settings_.cueContinuous ? convertContinuously() : convertOneByOne();
+        if (settings_.cueContinuous && settings_.dxd) report_.alert("DXD tracks are converted one by one\n");
+        return settings_.cueContinuous && !settings_.dxd ? convertContinuously() : convertOneByOne();
     }
 
 private:
@@ -91,7 +93,9 @@ private:
             announce(t);
             settings_.outputPath = piece.path;
             settings_.metadata = piece.metadata;
-            add(convertPcmToPdm(settings_, environment_, {piece.range, piece.replayGain, {}}));
+            const JobPiece part{piece.range, piece.replayGain, {}};
+            add(settings_.dxd ? convertPcmToDxd(settings_, environment_, part)
+                              : convertPcmToPdm(settings_, environment_, part));
         }
         return result_;
     }

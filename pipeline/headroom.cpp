@@ -39,11 +39,13 @@ Status settleHeadroom(Pcm2pdm& job)
     if (headroom.kind != Headroom::Kind::automatic) return {};
     const auto peak = oversampledPeakDbfs(job);
     if (!peak) return kHostStopped;
-    const double wanted = job.modulator->overloadOnsetDbfs() - kMarginDb;
+    // Without a modulator only the file's full scale is in the way, and the oversampled signal is at half of it.
+    const double limit = job.modulator ? job.modulator->overloadOnsetDbfs() : 20 * std::log10(2.0);
+    const double wanted = limit - kMarginDb;
     const double attenuation = std::max(0.0, *peak - wanted);
     job.plan.inputGain *= std::pow(10.0, -attenuation / 20);
-    job.report.line("Headroom:", "%.2f dB (oversampled peak %.2f dBFS, modulator asks for at most %.2f dBFS)\n",
-                    attenuation, *peak, wanted);
+    job.report.line("Headroom:", "%.2f dB (oversampled peak %.2f dBFS, %s asks for at most %.2f dBFS)\n", attenuation,
+                    *peak, job.modulator ? "modulator" : "file", wanted);
     return {};
 }
 

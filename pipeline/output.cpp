@@ -105,10 +105,7 @@ std::unique_ptr<JobOutput> makeJobOutput(const Pcm2pdm& job)
 Status checkOutput(const ConversionSettings& settings, const std::string& path, Reporter& report)
 {
     if (settings.pipe) return {};
-    std::string obstacle = outputObstacle(path);
-    for (const std::string& input : settings.inputs)
-        if (obstacle.empty() && platform::sameFile(input, path))
-            obstacle = "the output '" + path + "' is the input itself; name another file";
+    const std::string obstacle = outputObstacle(path, settings.inputs);
     if (obstacle.empty()) return {};
     report.error("Error : %s\n", obstacle.c_str());
     return DSD_ERROR_OUTPUT;

@@ -16,6 +16,8 @@ FilterRequest filterRequest(const Pcm2pdm& job)
     r.oversampling = static_cast<int>(job.plan.factor);
     r.bitDepth = job.recording.info.isFloat ? 32 : job.recording.info.bitsPerSample;
     r.stopGainAlpha = s.stopgainAlpha;
+    // At small ratios the usual scale would ask for next to no attenuation, and no modulator's noise covers the images.
+    if (s.dxd) r.alphaScale = 1.0;
     r.passbandCutoff = s.passbandCutoff;
     r.stopbandCutoff = s.stopbandCutoff;
     r.deltaF = s.deltaF;
@@ -56,6 +58,10 @@ Status designOversamplingFilter(Pcm2pdm& job)
     auto prototype = designWindowFilter(*plan, job.report, job.stop);
     if (!prototype) return prototype.status();
     job.phases = std::make_unique<kernel::PhaseTable>(*prototype, static_cast<std::size_t>(plan->phases));
+    const auto louder = [](double a, double b) { return std::abs(a) < std::abs(b); };
+    // The kernel is one sample late.
+    job.filterDelay = 1 + static_cast<std::uint64_t>(std::max_element(prototype->begin(), prototype->end(), louder) -
+                                                     prototype->begin());
     // The threshold is a level of the music; the oversampled signal is at half scale.
     if (job.settings.noiseThresholdDb)
         job.expansionThreshold = 0.5 * std::pow(10.0, *job.settings.noiseThresholdDb / 20);

@@ -53,10 +53,12 @@ struct JobPiece {
 ///
 ///     pcmRate  44100 · 2^k or 48000 · 2^k      dsdRate  oversampling · 44100 or · 48000
 ///     factor   dsdRate / pcmRate               block    1/75 s: pcmRate / 75 PCM frames
+///
+/// An oversampled PCM output has dsdRate = any multiple of pcmRate.
 struct StreamPlan {
     std::uint32_t channels = 0;
     std::uint32_t pcmRate = 0;
-    std::uint32_t dsdRate = 0;
+    std::uint32_t dsdRate = 0; ///< Hz, as `pcmRate`; of an oversampled PCM output its rate
     std::uint32_t factor = 0;
     std::uint32_t blockFrames = 0;
     std::uint64_t guardFrames = 0; ///< silence appended so that the filter's last response comes out
@@ -95,6 +97,7 @@ struct Pcm2pdm {
     PcmRecording recording;
     StreamPlan plan;
     std::unique_ptr<kernel::PhaseTable> phases;
+    std::uint64_t filterDelay = 0; ///< of the oversampler, in samples at the higher rate: where its response is largest
     double expansionThreshold = 0; ///< on the half-scale oversampled signal; 0: none
     p2p::effect::EffectChain chain;
     const modulator::OneBitStage* modulator = nullptr; ///< the chain's last stage

@@ -40,22 +40,48 @@ Status arrangeChannels(Pcm2pdm& job)
     return {};
 }
 
-Status settleRates(Pcm2pdm& job)
+Status refuseRate(std::uint32_t rate, PDM_ENCODING_STATUS status, Reporter& report)
+{
+    report.error("Not supprot this infile SampleRate\n");
+    report.error("%-20s\tSampling rate:\t%d not supprot\n", "", static_cast<int>(rate));
+    return status;
+}
+
+Status settleDxdRates(Pcm2pdm& job)
 {
     const std::uint32_t rate = job.recording.info.sampleRate;
-    auto plan = planStream(rate, job.settings.oversampling, job.settings.unsrs);
+    const int asked = job.settings.dxdSampleRate;
+    if (rate == 0) return refuseRate(rate, DSD_ERROR_PCMBASESAMPLERATE, job.report);
+    auto plan = planDxd(rate, static_cast<std::uint32_t>(asked));
     if (!plan) {
-        job.report.error("Not supprot this infile SampleRate\n");
-        job.report.error("%-20s\tSampling rate:\t%d not supprot\n", "", static_cast<int>(rate));
+        job.report.error("Error : DXD output: %d Hz is no multiple of the input's %u Hz; --dxd-samplerate takes %u, %u "
+                         "or another multiple up to 384000\n",
+                         asked > 0 ? asked : static_cast<int>(rate), rate, 2 * rate, 4 * rate);
         return plan.status();
     }
     job.plan = *plan;
-    job.plan.inputGain = job.settings.inputGain;
+    return {};
+}
+
+Status settleDsdRates(Pcm2pdm& job)
+{
+    const std::uint32_t rate = job.recording.info.sampleRate;
+    auto plan = planStream(rate, job.settings.oversampling, job.settings.unsrs);
+    if (!plan) return refuseRate(rate, plan.status(), job.report);
+    job.plan = *plan;
     const char asked = job.settings.forceEndianness;
     job.plan.firstSampleInLowBit = asked != 0 ? asked == 'l' : containerOf(job.settings) == "dsf";
-    job.report.line("PCM Base SampleRate:", "%d (Hz)\n", static_cast<int>(rate));
-    job.report.line("DSD SampleRate:", "%2.4fMHz (DSD%d)%s\n", job.plan.dsdRate / 1e6, job.settings.oversampling,
-                    job.settings.quad ? " QUAD" : "");
+    return {};
+}
+
+Status settleRates(Pcm2pdm& job)
+{
+    if (Status status = job.settings.dxd ? settleDxdRates(job) : settleDsdRates(job); !status) return status;
+    job.plan.inputGain = job.settings.inputGain;
+    job.report.line("PCM Base SampleRate:", "%u (Hz)\n", job.plan.pcmRate);
+    if (!job.settings.dxd)
+        job.report.line("DSD SampleRate:", "%2.4fMHz (DSD%d)%s\n", job.plan.dsdRate / 1e6, job.settings.oversampling,
+                        job.settings.quad ? " QUAD" : "");
     job.report.line("iSamples:", "%llu\n", static_cast<unsigned long long>(job.recording.signal.frames()));
     return {};
 }
@@ -78,6 +104,20 @@ Result<StreamPlan, PDM_ENCODING_STATUS> planStream(std::uint32_t pcmRate, int ov
         return plan;
     }
     return DSD_ERROR_PCMBASESAMPLERATE;
+}
+
+Result<StreamPlan, PDM_ENCODING_STATUS> planDxd(std::uint32_t pcmRate, std::uint32_t outRate)
+{
+    constexpr std::uint32_t kHighest44 = 352800, kHighest48 = 384000;
+    const std::uint32_t highest = kHighest48 % pcmRate == 0 ? kHighest48 : kHighest44;
+    if (outRate == 0) outRate = std::min(8 * pcmRate, highest);
+    if (outRate % pcmRate != 0 || outRate / pcmRate < 2) return DSD_ERROR_PCMBASESAMPLERATE;
+    StreamPlan plan;
+    plan.pcmRate = pcmRate;
+    plan.dsdRate = outRate;
+    plan.factor = outRate / pcmRate;
+    plan.blockFrames = std::max(pcmRate / kBlocksPerSecond, 1U);
+    return plan;
 }
 
 LoadContext loadContext(const JobEnvironment& environment)

@@ -15,4 +15,9 @@ LoadContext loadContext(const JobEnvironment& environment);
 /// every rate that divides the DSD rate of a family is taken.
 Result<StreamPlan, PDM_ENCODING_STATUS> planStream(std::uint32_t pcmRate, int oversampling, bool anyDivisor);
 
+/// The plan of an oversampled PCM output.
+/// @param outRate  Hz; 0: eight times the source's rate, but at most 352800 or 384000
+/// @return         DSD_ERROR_PCMBASESAMPLERATE unless it is a multiple of the source's rate, at least twice it
+Result<StreamPlan, PDM_ENCODING_STATUS> planDxd(std::uint32_t pcmRate, std::uint32_t outRate);
+
 } // namespace tesk

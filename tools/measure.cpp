@@ -3,6 +3,7 @@
 #include "engine/base/numbers.h"
 #include "engine/base/reporter.h"
 #include "tools/dsf_file.h"
+#include "tools/pcm_file.h"
 #include "tools/spectrum.h"
 #include "tools/spectrum_svg.h"
 #include "tools/test_signal.h"
@@ -31,6 +32,7 @@ constexpr const char* kHelp =
     "    --format F       f64, s24 or s16 (s24); integers are rounded, not dithered\n"
     "    --channels N     1 to 8 (2)\n"
     "  tesk-measure dsd FILE.dsf [options]\n"
+    "  tesk-measure pcm FILE.wav [options]\n"
     "    --tone HZ|none   the tone; may repeat; default: the largest peak in band\n"
     "    --skip SECONDS   where the segment begins (0.5)\n"
     "    --fft LOG2       samples in the segment, 2^12 to 2^25 (22)\n"
@@ -129,7 +131,7 @@ int makeFile(SignalKind kind, Arguments& arguments)
     return problem.empty() ? 0 : failed(path + ": " + problem);
 }
 
-struct DsdRequest {
+struct MeasureRequest {
     std::string path, picture;
     std::vector<double> toneHz;
     bool noTone = false, csv = false;
@@ -137,7 +139,7 @@ struct DsdRequest {
     int log2 = 22;
 };
 
-void printHeading(const DsdRequest& request, const DsfFile& file, std::uint64_t samples, std::uint64_t first)
+void printHeading(const MeasureRequest& request, const SampleFile& file, std::uint64_t samples, std::uint64_t first)
 {
     if (request.csv) {
         std::printf("file,rate_hz,samples,channel,tone_hz,level_dbfs,snr_db,noise_dbfs,spur_hz,spur_dbfs,outside_hz,"
@@ -153,7 +155,7 @@ void printHeading(const DsdRequest& request, const DsfFile& file, std::uint64_t 
 }
 
 /// One row per tone; a channel without a tone has one row too.
-void printRows(const DsdRequest& request, const DsfFile& file, std::uint64_t samples, unsigned channel,
+void printRows(const MeasureRequest& request, const SampleFile& file, std::uint64_t samples, unsigned channel,
                const Readings& r)
 {
     for (std::size_t t = 0; t < std::max<std::size_t>(1, r.tones.size()); ++t) {
@@ -173,9 +175,8 @@ void printRows(const DsdRequest& request, const DsfFile& file, std::uint64_t sam
     }
 }
 
-int measureFile(const DsdRequest& request)
+int measureFile(const MeasureRequest& request, SampleFile& file)
 {
-    DsfFile file;
     if (const std::string problem = file.open(request.path); !problem.empty())
         return failed(request.path + ": " + problem);
     const auto first = static_cast<std::uint64_t>(request.skipSeconds * file.rate());
@@ -201,9 +202,9 @@ int measureFile(const DsdRequest& request)
     return problem.empty() ? 0 : failed(request.picture + ": " + problem);
 }
 
-int measureDsd(Arguments& arguments)
+int measureRecording(Arguments& arguments, SampleFile& file)
 {
-    DsdRequest request;
+    MeasureRequest request;
     std::string argument;
     while (arguments.next(argument)) {
         if (argument == "--tone") {
@@ -230,8 +231,8 @@ int measureDsd(Arguments& arguments)
         }
     }
     if (!arguments.mistake.empty()) return wrong(arguments.mistake);
-    if (request.path.empty()) return wrong("no DSF file");
-    return measureFile(request);
+    if (request.path.empty()) return wrong("no file to measure");
+    return measureFile(request, file);
 }
 
 int run(int argc, char** argv)
@@ -242,7 +243,10 @@ int run(int argc, char** argv)
         return 0;
     }
     Arguments arguments(std::max(0, argc - 2), argv + std::min(2, argc));
-    if (command == "dsd") return measureDsd(arguments);
+    DsfFile dsd;
+    PcmFile pcm;
+    if (command == "dsd" || command == "pcm")
+        return measureRecording(arguments, command == "dsd" ? static_cast<SampleFile&>(dsd) : pcm);
     if (const auto kind = signalKind(command)) return makeFile(*kind, arguments);
     return wrong(command.empty() ? "no command" : "unknown command '" + command + "'");
 }

@@ -66,6 +66,12 @@ void Reporter::alert(const char* text, ...)
     write(Kind::error, format("%-20s\t", "Warning") + result);
 }
 
+void Reporter::notice(const char* text, ...)
+{
+    TESK_FORMATTED(result, text);
+    write(Kind::error, result);
+}
+
 void Reporter::error(const char* text, ...)
 {
     TESK_FORMATTED(result, text);

@@ -22,6 +22,8 @@ public:
     [[gnu::format(printf, 2, 3)]] void warning(const char* format, ...);
     /// Like `warning`, for what is wrong with the user's music: no quiet mode and no log file may hide it.
     [[gnu::format(printf, 2, 3)]] void alert(const char* format, ...);
+    /// Text for standard error that belongs to the result: no quiet mode and no log file may hide it.
+    [[gnu::format(printf, 2, 3)]] void notice(const char* format, ...);
     /// A text that no quiet mode and no log file may hide: why a run failed, how it ended.
     [[gnu::format(printf, 2, 3)]] void error(const char* format, ...);
     /// Like `error`, for text that belongs to standard output.

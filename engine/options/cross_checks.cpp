@@ -111,6 +111,8 @@ void printWarnings(const ConversionSettings& s, Reporter& report)
         report.err("Warning: --dither has no effect on DSD output -- DSD is 1-bit, there is no bit depth to reduce; "
                    "each modulator quantization stage already applies TPDF dither and noise shaping. --dither only "
                    "applies to PCM output.\n");
+    if (!s.dxd && (s.quantizationRatio || !s.quantizationType.empty() || s.dxdSampleRate > 0))
+        report.err("Warning: -qr, -qt and --dxd-samplerate act on the --dxd output only.\n");
 }
 
 } // namespace

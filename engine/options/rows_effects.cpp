@@ -10,8 +10,6 @@ using S = ConversionSettings;
 constexpr const char* kPsychoacoustic = "psychoacoustic noise shaping is not built yet";
 constexpr const char* kAdaptive = "the adaptive chain is not built yet";
 constexpr const char* kHarmonics = "the harmonic exciter is not built yet";
-constexpr const char* kDither = "the dither stage is not built yet";
-constexpr const char* kQuantizer = "the PCM quantiser is not built yet";
 constexpr const char* kReports = "the analysis reports are not built yet";
 constexpr const char* kLoudness = "loudness normalisation is not built yet";
 constexpr const char* kRestoration = "the restoration and mastering chain is not built yet";
@@ -121,8 +119,8 @@ constexpr Option kQuantization[] = {
      .alsoSets = &S::dither,
      .range = {.minimum = 0, .maximum = 7},
      .bareValue = 0,
-     .help = "Dither type, 0 is TPDF; no effect on DSD output",
-     .unavailable = kDither},
+     .help = "Dither of the DXD output at 24 bits: 0 TPDF, 1-3 POW-R, 4 Lipshitz,\n"
+             "5 F-weighted, 6 Gesemann, 7 Shibata; no effect on DSD output"},
     {.names = {"-abs", "--abs"},
      .argument = "GAIN",
      .kind = ValueKind::number,
@@ -148,18 +146,17 @@ constexpr Option kQuantization[] = {
      .argument = "RATIO",
      .kind = ValueKind::number,
      .destination = &S::quantizationRatio,
-     .help = "Ratio of the PCM quantiser; rejected with --reverse",
-     .messages = {.missing = "Quantization ratio is NULL", .notNumber = "Quantization ratio not a number"},
-     .unavailable = kQuantizer},
+     .help = "Level that -qt aims at in the DXD output, full scale 1",
+     .messages = {.missing = "Quantization ratio is NULL", .notNumber = "Quantization ratio not a number"}},
     {.names = {"-qt", "--quantization-type"},
      .argument = "TYPE",
      .kind = ValueKind::word,
      .destination = &S::quantizationType,
      .choices = kQuantizers,
-     .help = "rms, peak or hardlimit (PCM quantiser); rejected with --reverse",
+     .help = "Level of the DXD output: peak or rms scale it to the ratio (1, or 0.125\n"
+             "for rms), hardlimit cuts samples off there",
      .messages = {.missing = "Quantization type support rms, peak or hardLimiting",
-                  .invalid = "Unfound Quantization type\nQuantization type support rms, peak or hardLimiting"},
-     .unavailable = kQuantizer},
+                  .invalid = "Unfound Quantization type\nQuantization type support rms, peak or hardLimiting"}},
     {.names = {"--rms"},
      .destination = &S::reportRms,
      .help = "RMS in the analysis report [flag]",

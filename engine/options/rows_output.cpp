@@ -14,7 +14,6 @@ bool isPowerOfTwo(double value)
 }
 
 constexpr const char* kPanning = "automatic panning is not built yet";
-constexpr const char* kDxd = "the DXD output is not built yet";
 
 constexpr Option kMandatory[] = {
     {.names = {"-i", "--input"},
@@ -116,10 +115,7 @@ constexpr Option kChannels[] = {
 };
 
 constexpr Option kDxdOutput[] = {
-    {.names = {"--dxd"},
-     .destination = &S::dxd,
-     .help = "PCM output of the upsampled signal [flag]",
-     .unavailable = kDxd},
+    {.names = {"--dxd"}, .destination = &S::dxd, .help = "PCM output of the upsampled signal [flag]"},
     {.names = {"--dxd-samplerate"},
      .argument = "RATE",
      .kind = ValueKind::integer,
@@ -128,8 +124,7 @@ constexpr Option kDxdOutput[] = {
      .defaultNote = "input rate x 8",
      .help = "Sample rate of the PCM output in Hz",
      .messages = {.missing = "--dxd-samplerate requires a sample rate value",
-                  .invalid = "--dxd-samplerate requires a valid sample rate (1-384000)"},
-     .unavailable = kDxd},
+                  .invalid = "--dxd-samplerate requires a valid sample rate (1-384000)"}},
 };
 
 } // namespace

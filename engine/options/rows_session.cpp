@@ -10,7 +10,6 @@ using M = MetadataRecord;
 
 constexpr const char* kPresets = "presets are not built yet";
 constexpr const char* kBatch = "batch mode is not built yet";
-constexpr const char* kReverse = "the reverse conversion is not built yet";
 constexpr const char* kSecondParser = "the second parser is not built yet";
 constexpr const char* kDesignLog = "the design reports are not built yet";
 constexpr const char* kMeasure = "the loudness measurement is not built yet";
@@ -151,8 +150,7 @@ constexpr Option kInformation[] = {
              "-b/--bit BITS, -f/--float, -n/--no-ns, -l/--lowpass FREQ,\n"
              "-z/--zero Z1 Z2 Z3, -p/--pole POLE, -t/--taps N, --format wav|flac,\n"
              "-lf/--log-file PATH:\n"
-             "Write the log to PATH instead of ./pdm2pcm_<pid>.log\n",
-     .unavailable = kReverse},
+             "Write the log to PATH instead of ./pdm2pcm_<pid>.log\n"},
 };
 
 constexpr Choice kDsdModes[] = {{"dop", 0}, {"native", 1}};

@@ -89,6 +89,26 @@ assert main(*channel([]), "-i", "a.wav", "b.dsf") == 0
         self.assertNotIn("host requested stop", result.stderr)
         self.assertEqual(self.path("a.dsf").read_bytes(), self.path("b.dsf").read_bytes())
 
+    def test_a_stopped_decimation_closes_its_file(self):
+        wav(self.path("a.wav"), [sine(44100 * 8)] * 2)
+        result = self.host("""
+import time, wave
+assert main("-i", "a.wav", "a.dsf") == 0
+os.environ["TESK_PDM2PCM_BQ_BANK"] = "0"  # the slow form, so that there is something to stop
+words = channel(["stop"])
+def late(queue, buffer, size):
+    time.sleep(0.3)
+    ctypes.memmove(buffer, b"stop", 4)
+    return 4
+keep.append(READ(late))
+words[3] = str(ctypes.cast(keep[-1], ctypes.c_void_p).value)
+assert main("a.dsf", "a.wav16", "-b", "16", "--reverse", *words) == -61
+file = wave.open("a.wav16")
+assert 44 + 4 * file.getnframes() == os.path.getsize("a.wav16") and 0 <= file.getnframes() < 44100 * 8 - 64
+""")
+        self.assertIn("[engine] host requested stop (inproc control channel) -- conversion aborted, output is incomplete\n",
+                      result.stderr)
+
     def test_gui_progress_goes_straight_to_standard_output(self):
         wav(self.path("a.wav"), [sine(10000)])
         result = self.host('assert main("-i", "a.wav", "a.dsf", "--gui") == 0')

@@ -210,7 +210,10 @@ TEST(NotBuilt, ContainersByExtensionAndModesWithoutFiles)
     for (const char* mode : {"--preset-list", "--list-devices", "--record"})
         EXPECT_EQ(parse({mode}).outcome.status, DSD_ERROR_UNSUPPORTED) << mode;
     EXPECT_EQ(parse({"--measure", "-i", "a.wav", "-i", "b.wav"}).outcome.status, DSD_ERROR_UNSUPPORTED);
-    EXPECT_EQ(parse({"--dxd", "-i", "a.wav", "o.flac"}).outcome.status, DSD_ERROR_UNSUPPORTED);
+    EXPECT_EQ(parse({"--dxd", "-i", "a.wav", "o.flac", "-qt", "peak", "-qr", "0.5", "--dither", "7"}).text, "");
+    for (const Line& alone : {Line{"-qr", "0.5"}, Line{"-qt", "rms"}, Line{"--dxd-samplerate", "176400"}})
+        EXPECT_EQ(parseOptionsOnly(alone).text,
+                  "Warning: -qr, -qt and --dxd-samplerate act on the --dxd output only.\n");
 }
 
 } // namespace

@@ -1,10 +1,9 @@
 // How far a job has come, for people and for programs.
 #pragma once
 
-#include "engine/base/reporter.h"
-
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
 
 namespace tesk {
 
@@ -13,12 +12,12 @@ namespace tesk {
 class Progress {
 public:
     struct Shown {
-        bool terminal = false;
+        std::FILE* terminal = nullptr; ///< where the line is drawn; null: nowhere
         bool machineReadable = false;
     };
 
     /// @param total   frames of the whole job; `framesPerSecond` of the music
-    Progress(std::uint64_t total, std::uint32_t framesPerSecond, Shown shown, Reporter& report);
+    Progress(std::uint64_t total, std::uint32_t framesPerSecond, Shown shown);
 
     void advance(std::uint64_t done);
     /// Ends the redrawn line.
@@ -30,7 +29,6 @@ private:
     std::uint64_t total_;
     double framesPerSecond_;
     Shown shown_;
-    Reporter& report_;
     std::chrono::steady_clock::time_point start_, last_;
     bool drawn_ = false;
 };

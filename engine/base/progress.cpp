@@ -1,6 +1,4 @@
-#include "pipeline/progress.h"
-
-#include <cstdio>
+#include "engine/base/progress.h"
 
 namespace tesk {
 namespace {
@@ -10,9 +8,8 @@ constexpr auto kRedraw = std::chrono::milliseconds(100);
 
 } // namespace
 
-Progress::Progress(std::uint64_t total, std::uint32_t framesPerSecond, Shown shown, Reporter& report)
-    : total_(total), framesPerSecond_(framesPerSecond), shown_(shown), report_(report), start_(Clock::now()),
-      last_(start_ - kRedraw)
+Progress::Progress(std::uint64_t total, std::uint32_t framesPerSecond, Shown shown)
+    : total_(total), framesPerSecond_(framesPerSecond), shown_(shown), start_(Clock::now()), last_(start_ - kRedraw)
 {
 }
 
@@ -35,15 +32,16 @@ void Progress::redraw(std::uint64_t done, double elapsed)
     const double music = static_cast<double>(done) / framesPerSecond_;
     const double speed = elapsed > 0 ? music / elapsed : 0;
     const double left = done > 0 ? elapsed * static_cast<double>(total_ - done) / static_cast<double>(done) : 0;
-    report_.out("%-20s\t%ld / %ld  %6.1fx  %ld:%02ld left   \r", "Progress: ", static_cast<long>(done),
-                static_cast<long>(total_), speed, static_cast<long>(left) / 60, static_cast<long>(left) % 60);
-    std::fflush(stdout);
+    std::fprintf(shown_.terminal, "%-20s\t%ld / %ld  %6.1fx  %ld:%02ld left   \r",
+                 "Progress: ", static_cast<long>(done), static_cast<long>(total_), speed, static_cast<long>(left) / 60,
+                 static_cast<long>(left) % 60);
+    std::fflush(shown_.terminal);
     drawn_ = true;
 }
 
 void Progress::finish()
 {
-    if (drawn_) report_.out("\n");
+    if (drawn_) std::fputs("\n", shown_.terminal);
     drawn_ = false;
 }
 

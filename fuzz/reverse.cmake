@@ -1,0 +1,1 @@
+tesk_fuzz(reverse_options reverse_options_fuzz.cpp tesk_options)

@@ -1,0 +1,1 @@
+tesk_fuzz(sacd sacd_fuzz.cpp tesk_reader)

@@ -1,0 +1,7 @@
+#include "reverse/flac_writer.h"
+
+namespace tesk {
+
+std::unique_ptr<PcmWriter> makeFlacWriter(Reporter&) { return std::make_unique<AbsentFlacWriter>(); }
+
+} // namespace tesk
