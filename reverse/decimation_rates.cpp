@@ -70,7 +70,8 @@ Result<DecimationRates, PDM_ENCODING_STATUS> settleRates(const ReverseSettings& 
     DecimationRates rates;
     rates.decimation = static_cast<std::uint32_t>(std::max(decimation, 1.0));
     rates.outRate = static_cast<std::uint32_t>(dsdRate / rates.decimation);
-    const double half = rates.outRate / 2;
+    const std::uint32_t wholeHalf = rates.outRate / 2;
+    const double half = wholeHalf;
     rates.cutoff = settings.lowpass > 0 ? std::min(settings.lowpass, half) : half;
     rates.firTaps = firLength(settings, rates.decimation);
     rates.skipFrames = (std::uint64_t{rates.decimation} + rates.firTaps - 1) / rates.decimation;

@@ -69,7 +69,7 @@ std::unique_ptr<Decimator> makeStagedDecimator(DecimationPlan plan, const StageO
 
 /// Biquads and FIR as one filter, by tables over the packed bytes; the same result within 1e-10. Null when the plan has
 /// no such form (a decimation that is no multiple of eight).
-std::unique_ptr<Decimator> makeJoinedDecimator(DecimationPlan plan, unsigned threads,
+std::unique_ptr<Decimator> makeJoinedDecimator(const DecimationPlan& plan, unsigned threads,
                                                const kernel::KernelTable& kernels, parallel::WorkerPool& pool);
 
 } // namespace tesk

@@ -100,7 +100,8 @@ std::size_t JoinedDecimator::giveDue(double* const* out)
 {
     const auto frames = static_cast<std::size_t>(clock_.due() - clock_.next);
     if (frames == 0 || channels_.empty()) return 0;
-    const double perFrame = static_cast<double>(filter_.first.size() / 8 * values_ + filter_.second.size());
+    const std::size_t bytes = filter_.first.size() / 8;
+    const auto perFrame = static_cast<double>(bytes * values_ + filter_.second.size());
     const double tasksWorth = static_cast<double>(frames * channels_.size()) * perFrame / kTaskWork;
     const auto tasks = static_cast<std::size_t>(std::clamp(tasksWorth, 1.0, static_cast<double>(threads_)));
     const std::size_t ranges = std::min(frames, tasks / std::gcd(tasks, channels_.size()));
@@ -183,7 +184,7 @@ void JoinedDecimator::forgetOld()
 
 } // namespace
 
-std::unique_ptr<Decimator> makeJoinedDecimator(DecimationPlan plan, unsigned threads,
+std::unique_ptr<Decimator> makeJoinedDecimator(const DecimationPlan& plan, unsigned threads,
                                                const kernel::KernelTable& kernels, parallel::WorkerPool& pool)
 {
     if (plan.decimation % 8 != 0 || plan.decimation == 0 || plan.fir.empty()) return nullptr;

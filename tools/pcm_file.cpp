@@ -54,6 +54,7 @@ double PcmFile::decode(const unsigned char* bytes) const
     if (isFloat_)
         return sampleBytes_ == 4 ? static_cast<double>(std::bit_cast<float>(static_cast<std::uint32_t>(bits)))
                                  : std::bit_cast<double>(bits);
+    if (sampleBytes_ == 0) return 0.0;
     const unsigned shift = 64 - 8 * sampleBytes_;
     const auto value = static_cast<std::int64_t>(bits << shift) >> shift;
     return static_cast<double>(value) / (std::ldexp(1.0, static_cast<int>(8 * sampleBytes_) - 1) - 1);

@@ -58,7 +58,7 @@ void readDsdiffProperties(ByteSource& file, const DsdiffChunk& prop, std::uint64
 
 std::optional<DsdiffChunk> DstFrameWalk::next()
 {
-    while (const auto chunk = dsdiffChunkAt(*file_, at_, end_)) {
+    while (auto chunk = dsdiffChunkAt(*file_, at_, end_)) {
         if (chunk->end() > end_) return {};
         at_ = chunk->next();
         if (chunk->id == "DSTF") return chunk;
