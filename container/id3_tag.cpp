@@ -102,6 +102,7 @@ std::vector<std::uint8_t> id3Tag(const MetadataRecord& metadata, Reporter& repor
     frames.text("TPE1", metadata.artist);
     frames.text("TALB", metadata.album);
     if (metadata.track) frames.text("TRCK", std::to_string(*metadata.track));
+    frames.text("TSRC", metadata.isrc);
     frames.text("TDRC", metadata.date);
     frames.text("TCON", metadata.genre);
     frames.comment(metadata.comment);

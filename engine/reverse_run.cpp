@@ -5,6 +5,7 @@
 #include "engine/options/reverse_options.h"
 #include "engine/process_state.h"
 #include "pipeline/kernel/dispatch.h"
+#include "platform/files.h"
 #include "platform/process.h"
 #include "reverse/reverse_job.h"
 
@@ -18,10 +19,21 @@ std::string logPath(const ReverseSettings& settings)
     return settings.logPath.empty() ? format("pdm2pcm_%d.log", platform::processId()) : settings.logPath;
 }
 
-/// The vector level of the DST decoder, with the line that tells it.
-DstSimdLevel dstLevel(Reporter& report)
+/// Whether the log would be written into the sound, before it or after it is read.
+bool logIsNoOther(const ReverseSettings& settings, Reporter& report)
 {
-    const DstSimdChoice choice = chooseDstSimd(platform::cpuFeatures(), std::getenv("TESK_DST_SIMD"), true);
+    const std::string& log = settings.logPath;
+    if (log.empty() || (log != settings.outputPath && !platform::sameFile(log, settings.outputPath) &&
+                        !platform::sameFile(log, settings.inputPath)))
+        return true;
+    report.error("Error: the log '%s' is the input or the output itself; name another file\n", log.c_str());
+    return false;
+}
+
+/// The vector level of the DST decoder, with the line that tells it.
+DstSimdLevel dstLevel(bool simd, Reporter& report)
+{
+    const DstSimdChoice choice = chooseDstSimd(platform::cpuFeatures(), std::getenv("TESK_DST_SIMD"), simd);
     if (!choice.refusal.empty()) report.notice("%s", choice.refusal.c_str());
     report.err("%s", choice.line.c_str());
     return choice.level;
@@ -37,13 +49,14 @@ int runReverse(const std::vector<std::string>& arguments)
     if (settings.help) printReverseHelp(report);
     if (settings.help || parsed != 0) return finish_status(parsed);
 
+    if (!logIsNoOther(settings, report)) return finish_status(DSD_ERROR);
     log_init(logPath(settings).c_str(), logFile);
     StopFlag stop(processState().host_stop_requested);
     const PDM_ENCODING_STATUS status = convertPdmToPcm(settings, {.report = report,
                                                                   .stop = stop,
                                                                   .pool = parallel::WorkerPool::instance(),
-                                                                  .kernels = kernel::kernels(true),
-                                                                  .dstLevel = dstLevel(report)});
+                                                                  .kernels = kernel::kernels(settings.simd),
+                                                                  .dstLevel = dstLevel(settings.simd, report)});
     processState().run_result = status;
     log_close();
     return static_cast<int>(status);

@@ -1,8 +1,8 @@
 // The file of an oversampled PCM output: its name, its form, and the level that the quantiser options ask for.
 #pragma once
 
+#include "container/pcm/pcm_writer.h"
 #include "pipeline/pcm2pdm.h"
-#include "reverse/pcm_writer.h"
 
 #include <optional>
 #include <string>

@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <new>
 
 namespace tesk {
@@ -130,6 +131,7 @@ private:
     {
         const std::uint32_t channels = job_.plan.channels;
         quantizer_.apply(samples, channels, count);
+        for (std::uint32_t c = 0; c < channels; ++c) peak_ = std::max(peak_, job_.kernels.peak(samples[c], count));
         if (dither_ && !dither_->process(samples, count, channels)) return false;
         interleaved_.resize(count * channels);
         for (std::uint32_t c = 0; c < channels; ++c)
@@ -152,6 +154,10 @@ private:
             job_.report.error("Error : %s\n", writer->errorText().c_str());
             return DSD_ERROR_OUTPUT;
         }
+        if (peak_ > 1.0 && !target_.format.isFloat)
+            job_.report.alert(
+                "samples up to %+.2f dB beyond full scale were clipped; -qt peak or less gain keeps them\n",
+                20 * std::log10(peak_));
         job_.timing.bytesWritten = writer->bytesWritten();
         job_.timing.writeSeconds = secondsSince(start);
         return status;
@@ -162,6 +168,7 @@ private:
     PcmQuantizer quantizer_;
     std::unique_ptr<p2p::effect::DitherEffect> dither_;
     std::vector<double> interleaved_;
+    double peak_ = 0; // of what was written
 };
 
 } // namespace

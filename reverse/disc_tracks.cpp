@@ -34,7 +34,10 @@ std::string asFileName(const std::string& text)
 
 std::string discTrackPath(const std::string& output, unsigned number, const std::string& title)
 {
-    const std::string stem(withoutExtension(output)), extension = output.substr(stem.size());
+    // "Vol. 2" has none.
+    const std::string known = fileExtension(output);
+    const bool hasOne = known == "wav" || known == "w64" || known == "flac";
+    const std::string stem(hasOne ? withoutExtension(output) : output), extension = output.substr(stem.size());
     std::string path = stem + format(" - %02u", number);
     if (title.empty()) return path + extension;
     const std::size_t fixed = path.size() - folderOf(path).size() + 3 + extension.size();
@@ -62,6 +65,7 @@ std::string discListing(const SacdDisc& disc, const SacdArea& area)
     std::string text = format("%s - %s%s%s\n", disc.artist.empty() ? "(unknown artist)" : disc.artist.c_str(),
                               disc.title.empty() ? "(untitled)" : disc.title.c_str(), disc.date.empty() ? "" : ", ",
                               disc.date.c_str());
+    if (!disc.catalogueNumber.empty()) text += format("Catalogue number %s\n", disc.catalogueNumber.c_str());
     text += format("%s area, %u channels, %.4f MHz, %s%s\n", area.multichannel ? "Multichannel" : "Stereo",
                    area.channels, area.dsdRate / 1e6, area.dst ? "DST" : "plain DSD",
                    disc.hasStereo && disc.hasMultichannel ? "; the other area: --area" : "");

@@ -56,7 +56,6 @@ Status Pdm2Pcm::open(DsdReader& source)
     if (Status status = buildShapers(); !status) return status;
     settleGain();
     skipFrames_ = settings_.align ? 0 : rates_.skipFrames;
-    framesOut_ = 0;
     return {};
 }
 
@@ -168,26 +167,74 @@ std::uint64_t Pdm2Pcm::expectedFrames() const
     return frames > skipped ? frames - skipped : 0;
 }
 
+void Pdm2Pcm::setNeighbours(std::unique_ptr<DsdReader> before, std::unique_ptr<DsdReader> behind)
+{
+    before_ = std::move(before);
+    behind_ = std::move(behind);
+    if (before_) part_ = Part::before;
+}
+
+/// Turns to what comes next in time. False when that is silence.
+bool Pdm2Pcm::nextPart()
+{
+    if (part_ == Part::before) {
+        partStart_ = seen_;
+        part_ = Part::source;
+    } else {
+        part_ = part_ == Part::source && behind_ ? Part::behind : Part::silence;
+    }
+    return part_ != Part::silence;
+}
+
+/// The next bytes of whatever part they belong to; 0 when only silence is left.
+/// @param lastBits  receives how many samples of the last byte count
+std::size_t Pdm2Pcm::readBits(unsigned& lastBits)
+{
+    lastBits = 8;
+    do {
+        DsdReader& reader = part_ == Part::before ? *before_ : part_ == Part::behind ? *behind_ : *source_;
+        const std::size_t bytes = reader.read(bitPointers_.data(), blockBytes_);
+        if (bytes == 0) continue;
+        if (part_ == Part::behind) return bytes;
+        // Only a whole stream's last byte can hold fewer than eight samples.
+        const std::uint64_t end = partStart_ + reader.source().samples, last = seen_ + 8 * (bytes - 1);
+        if (end > last) lastBits = static_cast<unsigned>(std::min<std::uint64_t>(end - last, 8));
+        if (part_ == Part::before) skipFrames_ += (last + lastBits) / rates_.decimation - seen_ / rates_.decimation;
+        seen_ = last + lastBits;
+        return bytes;
+    } while (nextPart());
+    return 0;
+}
+
 std::size_t Pdm2Pcm::drain()
 {
     ended_ = true;
     const std::size_t frames =
         settings_.align ? decimator_->flush(static_cast<std::size_t>(delay_) + 1, samplePointers_.data()) : 0;
     if (profile_) profile_->print(stderr);
+    return capped(frames);
+}
+
+/// As many of them as there is sound of the source: what lies behind it belongs to others.
+std::size_t Pdm2Pcm::capped(std::size_t frames)
+{
+    if (part_ == Part::behind || part_ == Part::silence) {
+        const std::uint64_t left = seen_ / rates_.decimation - decimatedFrames_;
+        ended_ = ended_ || frames >= left;
+        frames = static_cast<std::size_t>(std::min<std::uint64_t>(frames, left));
+    }
+    decimatedFrames_ += frames;
     return frames;
 }
 
 std::size_t Pdm2Pcm::decimateNext()
 {
     while (!ended_) {
-        const std::size_t bytes = source_->read(bitPointers_.data(), blockBytes_);
+        unsigned lastBits = 8;
+        const std::size_t bytes = readBits(lastBits);
         if (bytes == 0) return drain();
-        // Only a whole stream's last byte can hold fewer than eight samples.
-        const std::uint64_t announced = source_->source().samples, before = seen_ + 8 * (bytes - 1);
-        const auto lastBits =
-            announced > before ? static_cast<unsigned>(std::min<std::uint64_t>(announced - before, 8)) : 8U;
-        seen_ = before + lastBits;
-        const std::size_t frames = decimator_->process(bitPointers_.data(), bytes, samplePointers_.data(), lastBits);
+        const std::size_t frames =
+            capped(decimator_->process(bitPointers_.data(), bytes, samplePointers_.data(), lastBits));
         tellThreads();
         if (frames > 0) return frames;
     }

@@ -35,6 +35,11 @@ public:
     /// Settles the rates and designs the filters. DSD_ERROR, with the reason printed, when that cannot be done.
     /// `source` is read from where it stands and outlives the object.
     Status open(DsdReader& source);
+    /// One-bit samples on either side of an aligned output that it is made from, more or less.
+    std::uint64_t reach() const { return rates_.firTaps + kBiquadReach; }
+    /// Sound that stands right before and right behind the source, with its channels and rate: an aligned conversion
+    /// is filtered across the seams as if all were one. Each may be null, for silence. Before the first readFrames().
+    void setNeighbours(std::unique_ptr<DsdReader> before, std::unique_ptr<DsdReader> behind);
     /// What open() settled, for standard error.
     void printHeader() const;
 
@@ -54,12 +59,17 @@ public:
     double gainDb() const { return gainDb_; }
 
 private:
+    static constexpr std::uint64_t kBiquadReach = 4096; // their response has died out by then
+
     Status buildDecimator();
     Status buildShapers();
     void settleGain();
     void tellThreads();
     std::size_t processBlock();
+    std::size_t readBits(unsigned& lastBits);
+    bool nextPart();
     std::size_t decimateNext();
+    std::size_t capped(std::size_t frames);
     std::size_t drain();
     void applyGain(double* samples, std::size_t frames);
     void finishChannel(std::size_t channel, std::size_t frames, std::size_t trimmed);
@@ -88,7 +98,12 @@ private:
     std::vector<double> interleaved_;
     const double* delivered_ = nullptr;
 
-    std::uint64_t seen_ = 0; // one-bit samples per channel
+    enum class Part { before, source, behind, silence };
+    Part part_ = Part::source; // what is read from
+    std::unique_ptr<DsdReader> before_, behind_;
+    std::uint64_t seen_ = 0;            // one-bit samples per channel, those behind the source not counted
+    std::uint64_t partStart_ = 0;       // seen_ at its beginning
+    std::uint64_t decimatedFrames_ = 0; // of all that was fed
     std::uint64_t skipFrames_ = 0, framesOut_ = 0;
     bool ended_ = false;
     double peak_ = 0;

@@ -2,6 +2,7 @@
 
 #include "container/output_file.h"
 #include "engine/base/progress.h"
+#include "platform/files.h"
 #include "platform/terminal.h"
 #include "reverse/reverse_plan.h"
 #include "reverse/write_behind.h"
@@ -29,7 +30,7 @@ public:
         auto pieces = planPieces(settings_, source_, report_);
         if (!pieces) return pieces.status();
         if (settings_.discTracks == ReverseSettings::DiscTracks::list) {
-            report_.closing("%s", discListing(source_.disc->disc(), source_.disc->area()).c_str());
+            report_.result(discListing(source_.disc->disc(), source_.disc->area()));
             return DSD_SUCCESS;
         }
         PDM_ENCODING_STATUS status = checkOutputs(*pieces);
@@ -50,6 +51,13 @@ private:
 
     PDM_ENCODING_STATUS checkOutputs(const std::vector<ReversePiece>& pieces)
     {
+        const bool device = platform::fileKind(settings_.outputPath) == platform::FileKind::other;
+        if (settings_.discTracks == ReverseSettings::DiscTracks::all && device) {
+            report_.error("Error: cannot create %s\n       it takes one track; name a file, whose name the tracks' "
+                          "names begin with\n",
+                          settings_.outputPath.c_str());
+            return DSD_ERROR_OUTPUT;
+        }
         for (const ReversePiece& piece : pieces) {
             const std::string obstacle = outputObstacle(piece.outputPath, {settings_.inputPath});
             if (obstacle.empty()) continue;
@@ -66,6 +74,17 @@ private:
         if (used_ && !openSource()) return nullptr;
         used_ = true;
         return source_.reader.get();
+    }
+
+    /// Tracks that run into one another shall still do: the filters see what stands around the track.
+    void joinNeighbours(Pdm2Pcm& decimation, const ReversePiece& piece)
+    {
+        if (!settings_.align || !source_.disc || piece.discTrack == 0) return;
+        const DsdSource& info = source_.reader->source();
+        const std::uint64_t frameSamples = std::uint64_t{info.blockBytes} * 8;
+        const auto frames = static_cast<std::uint32_t>(decimation.reach() / frameSamples + 1);
+        decimation.setNeighbours(source_.disc->before(piece.discTrack, frames),
+                                 source_.disc->behind(piece.discTrack, frames));
     }
 
     bool takeStop()
@@ -107,6 +126,7 @@ private:
             DsdReader* source = select(piece);
             Pdm2Pcm decimation(plain, environment_);
             if (!source || !decimation.open(*source)) return DSD_ERROR;
+            joinNeighbours(decimation, piece);
             const auto status = eachBlock(decimation, [](std::size_t) { return true; });
             if (status != DSD_SUCCESS) return status;
             peak = std::max(peak, decimation.peak());
@@ -146,7 +166,9 @@ private:
         DsdReader* source = select(piece);
         Pdm2Pcm decimation(settings_, environment_);
         if (!source || !decimation.open(*source)) return DSD_ERROR;
+        if (piece.discTrack > 0) report_.notice("Track %u: %s\n", piece.discTrack, piece.outputPath.c_str());
         decimation.printHeader();
+        joinNeighbours(decimation, piece);
         const auto writer = makePcmWriter(container_, report_);
         if (!openWriter(*writer, piece, decimation)) return DSD_ERROR_OUTPUT;
 
@@ -168,11 +190,14 @@ private:
     void reportDone(const Pdm2Pcm& decimation)
     {
         if (const double peak = decimation.peak(); peak > 0) {
-            report_.notice("PDM2PCM peak: %.2f dBFS before the gain; largest gain that does not clip: %+.2f dB\n",
-                           20 * std::log10(peak), largestGain(peak));
+            const std::string advice =
+                settings_.gainAuto ? "" : format("; largest gain that does not clip: %+.2f dB", largestGain(peak));
+            report_.notice("PDM2PCM peak: %.2f dBFS before the gain%s\n", 20 * std::log10(peak), advice.c_str());
             if (settings_.integerOutput() && peak > 1.0 && decimation.gainDb() > largestGain(peak))
                 report_.alert("samples beyond full scale were clipped; --gain auto or --float keeps them\n");
         }
+        if (decimation.framesOut() == 0)
+            report_.alert("the sound is shorter than the filter, and all of it was trimmed; --align keeps it\n");
         report_.notice("\nDone. %zu PCM frames -> %s.\n", static_cast<std::size_t>(decimation.framesOut()),
                        containerName());
     }

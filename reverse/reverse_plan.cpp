@@ -1,12 +1,28 @@
 #include "reverse/reverse_plan.h"
 
+#include "engine/base/paths.h"
 #include "input/tags/input_tags.h"
+#include "platform/files.h"
 
 namespace tesk {
 namespace {
 
 using DiscTracks = ReverseSettings::DiscTracks;
 using Pieces = std::vector<ReversePiece>;
+
+/// A name that lets a player expect something else than what is written.
+void tellOddName(const ReverseSettings& settings, Reporter& report)
+{
+    const std::string extension = fileExtension(settings.outputPath);
+    if (settings.outputPath.empty() || extension == (settings.wave64 ? "w64" : "wav")) return;
+    if (extension == "w64")
+        report.alert("the output is named .w64, but RIFF WAVE is written; --wave64 makes Wave64\n");
+    else if (extension == "flac")
+        report.alert("RIFF WAVE is written; name the output .flac, in lower case, or add --format flac for FLAC\n");
+    else if (platform::fileKind(settings.outputPath) != platform::FileKind::other)
+        report.alert("%s is written, whatever '%s' is named\n", settings.wave64 ? "Wave64" : "RIFF WAVE",
+                     settings.outputPath.c_str());
+}
 
 Pieces wholeFile(const ReverseSettings& settings, Reporter& report)
 {
@@ -30,9 +46,13 @@ Pieces everyTrack(const ReverseSettings& settings, const std::vector<SacdTrack>&
 PcmContainer settleFormat(ReverseSettings& settings, Reporter& report)
 {
     const bool named = settings.outputPath.ends_with(".flac");
+    const bool wave = !named && settings.format != PcmContainer::flac;
+    if (!wave && settings.wave64) report.alert("--wave64 is ignored: the output is FLAC\n");
+    if (wave) tellOddName(settings, report);
+    if (settings.floatOutput) settings.bitDepth = 32;
     if (named && settings.format == PcmContainer::wave)
         report.alert("the output is named .flac: FLAC is written in spite of --format wav\n");
-    if (!named && settings.format != PcmContainer::flac) {
+    if (wave) {
         if (!settings.floatOutput && settings.bitDepth == 64) settings.noiseShaping = false;
         return PcmContainer::wave;
     }

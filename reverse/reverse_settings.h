@@ -1,8 +1,8 @@
 // What a conversion back to PCM is asked to do.
 #pragma once
 
-#include "container/reader/sacd_toc.h"
-#include "reverse/pcm_writer.h"
+#include "container/pcm/pcm_writer.h"
+#include "container/reader/sacd_area_choice.h"
 
 #include <cstdint>
 #include <optional>
@@ -39,6 +39,7 @@ struct ReverseSettings {
     enum class DiscTracks { whole, one, all, list } discTracks = DiscTracks::whole;
     unsigned discTrack = 0; ///< 1 and up, for `one`
 
+    bool simd = true;    ///< false: plain scalar arithmetic
     std::string logPath; ///< empty: pdm2pcm_<pid>.log in the working folder
     bool help = false;
 

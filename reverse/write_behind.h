@@ -1,8 +1,8 @@
 // One block on its way to the file while the next is being computed.
 #pragma once
 
+#include "container/pcm/pcm_writer.h"
 #include "pipeline/parallel/worker_pool.h"
-#include "reverse/pcm_writer.h"
 
 #include <algorithm>
 #include <vector>

@@ -1,5 +1,6 @@
 #include "container/reader/dff_reader.h"
 
+#include "container/reader/dsd_limits.h"
 #include "container/reader/early_end.h"
 #include "input/chunk_walker.h"
 
@@ -10,9 +11,6 @@ namespace {
 
 constexpr std::uint64_t kChunkHead = 12;
 constexpr std::uint64_t kFormType = 4;
-constexpr std::uint32_t kMostChannels = 8;
-constexpr std::uint32_t kHighestRate = 49152000; // Hz
-constexpr std::uint32_t kBlocksPerSecond = 75;
 constexpr std::uint64_t kLargestSound = std::uint64_t{1} << 48; // more is no size but a placeholder
 
 // A frame in its chunk: at least a byte behind the head; at most plain, with its flag byte, a pad and a checksum.
@@ -65,15 +63,17 @@ bool DFFReader::findSound(DstSimdLevel dstLevel)
 bool DFFReader::takeProperties()
 {
     const DsdiffProperties& p = properties_;
-    if (p.sampleRate < 1 || p.sampleRate > kHighestRate)
-        return refuse(format("a sample rate of %u Hz cannot be read: 1 to %u can", p.sampleRate, kHighestRate).c_str());
-    if (p.channels < 1 || p.channels > kMostChannels)
-        return refuse(format("%u channels cannot be read: 1 to %u can", p.channels, kMostChannels).c_str());
+    if (!isDsdRate(p.sampleRate))
+        return refuse(
+            format("a sample rate of %u Hz cannot be read: %u to %u can", p.sampleRate, kLowestDsdRate, kHighestDsdRate)
+                .c_str());
+    if (p.channels < 1 || p.channels > kMostDsdChannels)
+        return refuse(format("%u channels cannot be read: 1 to %u can", p.channels, kMostDsdChannels).c_str());
     if (!p.compression.empty() && p.compression != "DSD " && p.compression != "DST ")
         return refuse(format("compression \"%s\" is unknown", p.compression.c_str()).c_str());
     source_.channels = p.channels;
     source_.dsdRate = p.sampleRate;
-    source_.blockBytes = std::max(p.sampleRate / 8 / kBlocksPerSecond, 1U);
+    source_.blockBytes = dsdBlockBytes(p.sampleRate);
     return true;
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 
 namespace tesk {
 namespace {
@@ -15,6 +16,15 @@ std::string lettersAt(ByteSource& file, std::uint64_t offset)
     std::string letters(4, '\0');
     letters.resize(file.readAt(offset, letters.data(), letters.size()));
     return letters;
+}
+
+/// Whether at least half of the letters are those of a frame.
+bool resemblesFrame(std::string_view id)
+{
+    constexpr std::string_view kLetters = "DSTF";
+    int same = 0;
+    for (std::size_t i = 0; i < kLetters.size(); ++i) same += id[i] == kLetters[i] ? 1 : 0;
+    return same >= 2;
 }
 
 void readChannels(ByteSource& file, const DsdiffChunk& chunk, DsdiffProperties& properties)
@@ -56,12 +66,55 @@ void readDsdiffProperties(ByteSource& file, const DsdiffChunk& prop, std::uint64
     }
 }
 
+/// Whether a chunk of the frame list stands there, whole, or the list ends there.
+bool DstFrameWalk::isHead(std::uint64_t offset)
+{
+    const auto chunk = dsdiffChunkAt(*file_, offset, end_);
+    if (!chunk) return offset + 1 >= end_; // a pad byte may be missing
+    return (chunk->id == "DSTF" || chunk->id == "DSTC") && chunk->end() <= end_;
+}
+
+/// Whether a chunk of unknown letters is a frame with damaged ones.
+bool DstFrameWalk::wasFrame(const DsdiffChunk& chunk)
+{
+    const auto behind = dsdiffChunkAt(*file_, chunk.next(), end_);
+    return resemblesFrame(chunk.id) || (behind && behind->id == "DSTC");
+}
+
+/// Where the next credible frame begins.
+std::optional<std::uint64_t> DstFrameWalk::nextFrameHead(std::uint64_t from)
+{
+    constexpr std::size_t kRun = 65536, kLetters = 4;
+    std::vector<char> run(kRun);
+    for (std::uint64_t at = from; at < end_;) {
+        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(kRun, end_ - at));
+        const std::string_view text(run.data(), file_->readAt(at, run.data(), wanted));
+        for (std::size_t i = text.find("DSTF"); i != text.npos; i = text.find("DSTF", i + 1))
+            if (isHead(at + i) && isHead(dsdiffChunkAt(*file_, at + i, end_)->next())) return at + i;
+        if (text.size() < kRun) return {};
+        at += kRun - (kLetters - 1);
+    }
+    return {};
+}
+
 std::optional<DsdiffChunk> DstFrameWalk::next()
 {
     while (auto chunk = dsdiffChunkAt(*file_, at_, end_)) {
-        if (chunk->end() > end_) return {};
+        if (!isHead(at_) && chunk->end() <= end_ && isHead(chunk->next())) {
+            at_ = chunk->next(); // only the letters are wrong, or it is no part of the sound
+            if (wasFrame(*chunk)) return DsdiffChunk{"DSTF", at_, 0};
+            continue;
+        }
+        if (!isHead(at_)) {
+            // The size of the frame before may be what led here.
+            at_ = nextFrameHead(lastData_ > 0 ? lastData_ : at_).value_or(end_);
+            if (resemblesFrame(chunk->id) && at_ < end_) return DsdiffChunk{"DSTF", at_, 0};
+            continue;
+        }
         at_ = chunk->next();
-        if (chunk->id == "DSTF") return chunk;
+        if (chunk->id != "DSTF") continue;
+        lastData_ = chunk->dataOffset;
+        return chunk;
     }
     return {};
 }

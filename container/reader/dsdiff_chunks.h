@@ -33,14 +33,15 @@ struct DsdiffProperties {
 /// Reads a "PROP" chunk of type "SND ", as far as it stands in front of `end`.
 void readDsdiffProperties(ByteSource& file, const DsdiffChunk& prop, std::uint64_t end, DsdiffProperties& properties);
 
-/// Steps through the frames of a "DST " chunk.
+/// Steps through the frames of a "DST " chunk. Where the head of a chunk is damaged, it goes on at the next "DSTF"
+/// whose size leads to another head.
 class DstFrameWalk {
 public:
     /// @param begin  behind "FRTE"
     /// @param end    of the chunk, within the file
     DstFrameWalk(ByteSource& file, std::uint64_t begin, std::uint64_t end) : file_(&file), at_(begin), end_(end) {}
 
-    /// The next "DSTF" chunk. Nothing at the end, and where a frame does not fit in front of it.
+    /// The next "DSTF" chunk; one without a size for a frame that was lost with its head. Nothing at the end.
     std::optional<DsdiffChunk> next();
 
     /// What the "DSTC" chunk behind that frame says; nothing when there is none.
@@ -50,8 +51,13 @@ public:
     std::uint64_t count() const;
 
 private:
+    bool isHead(std::uint64_t offset);
+    bool wasFrame(const DsdiffChunk& chunk);
+    std::optional<std::uint64_t> nextFrameHead(std::uint64_t from);
+
     ByteSource* file_;
     std::uint64_t at_, end_;
+    std::uint64_t lastData_ = 0; // of the last frame; 0: none yet
 };
 
 } // namespace tesk

@@ -1,5 +1,6 @@
 #include "container/reader/dsf_reader.h"
 
+#include "container/reader/dsd_limits.h"
 #include "container/reader/early_end.h"
 #include "input/chunk_walker.h"
 
@@ -11,8 +12,6 @@ namespace {
 
 constexpr std::uint64_t kChunkHead = 12; // ID and size; the size counts them
 constexpr std::uint64_t kFmtBytes = 52;
-constexpr std::uint32_t kMostChannels = 8;
-constexpr std::uint32_t kHighestRate = 49152000; // Hz
 constexpr std::uint32_t kLargestBlock = 1 << 20;
 constexpr std::uint32_t kConversionBytes = 4096; // per channel
 
@@ -83,10 +82,12 @@ bool DsfReader::readFormat(std::uint64_t offset, std::uint64_t size)
     const std::uint32_t block = fields.u32();
     if (size < kFmtBytes || !fields.complete()) return refuse("the \"fmt \" chunk is cut short");
     if (formatId != 0) return refuse("only raw DSD can be read");
-    if (channels < 1 || channels > kMostChannels)
-        return refuse(format("%u channels cannot be read: 1 to %u can", channels, kMostChannels).c_str());
-    if (rate < 1 || rate > kHighestRate)
-        return refuse(format("a sampling frequency of %u Hz cannot be read: 1 to %u can", rate, kHighestRate).c_str());
+    if (channels < 1 || channels > kMostDsdChannels)
+        return refuse(format("%u channels cannot be read: 1 to %u can", channels, kMostDsdChannels).c_str());
+    if (!isDsdRate(rate))
+        return refuse(
+            format("a sampling frequency of %u Hz cannot be read: %u to %u can", rate, kLowestDsdRate, kHighestDsdRate)
+                .c_str());
     if (bits != 1 && bits != 8)
         return refuse(format("%u bits per sample mean nothing: 1 and 8 name the two bit orders", bits).c_str());
     if (block < 1 || block > kLargestBlock)

@@ -1,15 +1,21 @@
 #include "container/reader/sacd_reader.h"
 
-#include "container/reader/interleaved_sound.h"
 #include "container/reader/sacd_probe.h"
 #include "engine/base/report.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tesk {
 namespace {
 
-constexpr std::uint8_t kSilence = 0x69;
+constexpr std::uint32_t kUnsharedAudioBytes = 1764; // the least that a full sector of a disc holds
+
+/// Sectors that `frames` frames take up at most, where nothing else stands between them.
+std::uint32_t sectorsOf(const SacdArea& area, std::uint32_t frames)
+{
+    return frames * (area.frameBytes() / kUnsharedAudioBytes + 1);
+}
 
 /// More frames than these do not fit into the sectors, whatever a damaged track list says.
 std::uint64_t mostFrames(const SacdArea& area, std::uint64_t sectors)
@@ -27,21 +33,22 @@ std::unique_ptr<SACDReader> SACDReader::open(std::unique_ptr<ByteSource> image, 
     if (!reader->readContents() || !reader->chooseArea()) return nullptr;
     SACDReader& r = *reader;
     r.clampToImage();
-    r.frames_ = std::make_unique<SacdFrames>(r.image_, r.area_, report);
-    r.silence_.assign(r.area_.frameBytes(), kSilence);
+    r.frameInfoBytes_ = discFrameInfoBytes(r.area_);
     if (!r.selectTrack(0)) return nullptr;
     trace("[iso] selectTrack(0) ok, calling probeSectorLayout");
     if (!r.firstTrackIsThere()) return nullptr;
     const auto frameInfoBytes = probeSectorLayout(r.image_, r.area_, report);
     if (!frameInfoBytes) return nullptr;
-    r.frames_->setFrameInfoBytes(*frameInfoBytes);
+    if (std::exchange(r.frameInfoBytes_, *frameInfoBytes) != *frameInfoBytes && !r.selectTrack(0)) return nullptr;
     return reader;
 }
 
 bool SACDReader::readContents()
 {
     if (!image_.detectFlavour()) {
-        report_.error("SACDReader: the file is not a disc image (no table of contents at sector 510)\n");
+        report_.error(
+            "SACDReader: the file is not a disc image (no table of contents at sector 510), nor a DSF, DSDIFF "
+            "or WSD file\n");
         return false;
     }
     auto master = readSacdMaster(image_);
@@ -75,8 +82,6 @@ bool SACDReader::chooseArea()
         return false;
     }
     area_ = *std::move(area);
-    source_ = {
-        DsdSource::Kind::disc, area_.channels, area_.dsdRate, area_.frameBytes() / area_.channels, 0, false, area_.dst};
     return true;
 }
 
@@ -97,8 +102,7 @@ void SACDReader::clampToImage()
 std::uint32_t SACDReader::endOfLastWholeFrame()
 {
     if (area_.lastLsn < area_.firstLsn) return 0;
-    constexpr std::uint32_t kUnsharedAudioBytes = 1764; // the least that a full sector of a disc holds
-    const std::uint32_t tail = 16 + 2 * (area_.frameBytes() / kUnsharedAudioBytes + 1);
+    const std::uint32_t tail = 16 + sectorsOf(area_, 2);
     const std::uint32_t begin = std::max(area_.firstLsn, area_.lastLsn - std::min(area_.lastLsn, tail));
     CollectingReporter unheard; // all of it is reported when the sound itself is read
     SacdFrames frames(image_, area_, unheard);
@@ -141,104 +145,49 @@ SacdSelection SACDReader::promised(unsigned number) const
 bool SACDReader::selectTrack(unsigned number)
 {
     if (number > area_.tracks.size()) return false;
-    selection_ = promised(number);
-    const std::uint32_t first = selection_.firstFrame, promisedEnd = selection_.endFrame;
-    const std::uint64_t fitting = first + mostFrames(area_, selection_.endLsn - selection_.firstLsn);
-    selection_.endFrame = static_cast<std::uint32_t>(
+    SacdSelection selection = promised(number);
+    const std::uint32_t first = selection.firstFrame, promisedEnd = selection.endFrame;
+    const std::uint64_t fitting = first + mostFrames(area_, selection.endLsn - selection.firstLsn);
+    selection.endFrame = static_cast<std::uint32_t>(
         std::min({std::uint64_t{promisedEnd}, fitting, std::uint64_t{std::max(availableEnd_, first)}}));
-    if (selection_.endFrame < promisedEnd && !truncated_)
+    if (selection.endFrame < promisedEnd && !truncated_)
         report_.alert("SACDReader: the track list promises %u frames where the disc has room for %u; what is there is "
                       "converted\n",
-                      promisedEnd - first, selection_.endFrame - first);
-    if (number > 0 && selection_.endFrame == first && truncated_)
+                      promisedEnd - first, selection.endFrame - first);
+    if (number > 0 && selection.endFrame == first && truncated_)
         report_.alert("SACDReader: track %u lies beyond the end of the disc image and is empty\n", number);
-    return start();
+    sound_ = SacdSound::begin(image_, area_, frameInfoBytes_, selection, options_.dstLevel, report_);
+    return sound_ != nullptr;
 }
 
-/// Begins to read the selection.
-bool SACDReader::start()
+std::unique_ptr<DsdReader> SACDReader::before(unsigned track, std::uint32_t frames)
 {
-    source_.samples = std::uint64_t{selection_.endFrame - selection_.firstFrame} * source_.blockBytes * 8;
-    frames_->select(selection_);
-    delivered_ = 0;
-    frame_ = {};
-    at_ = 0;
-    havePlain_ = plainEnded_ = false;
-    if (!area_.dst) return true;
-    const auto next = [this](CodedFrame& frame) {
-        std::uint32_t ignored = 0;
-        return frames_->next(frame, ignored);
-    };
-    playback_ = std::make_unique<DstPlayback>(next, DstPlayback::Damaged::dropped, report_, options_.dstLevel);
-    return playback_->init(area_.channels, area_.dsdRate).ok();
+    if (track < 2 || track > area_.tracks.size()) return nullptr;
+    const SacdTrack& own = area_.tracks[track - 1];
+    const std::uint32_t start = area_.tracks[0].startFrame;
+    const std::uint32_t count = own.startFrame > start ? std::min(frames, own.startFrame - start) : 0;
+    // The last of them may end in the sector in which the track begins.
+    const std::uint64_t room = sectorsOf(area_, count + 1);
+    const std::uint32_t firstLsn = own.startLsn > room ? own.startLsn - static_cast<std::uint32_t>(room) : 0;
+    return neighbour({own.startFrame - count, own.startFrame, firstLsn, own.startLsn + 1});
 }
 
-std::size_t SACDReader::read(std::uint8_t* const* planar, std::size_t bytes)
+std::unique_ptr<DsdReader> SACDReader::behind(unsigned track, std::uint32_t frames)
 {
-    std::size_t done = 0;
-    while (done < bytes && (at_ < frame_.size() || nextFrame())) {
-        const std::size_t count = std::min(bytes - done, (frame_.size() - at_) / area_.channels);
-        deinterleave(frame_.data() + at_, area_.channels, count, planar, done);
-        at_ += count * area_.channels;
-        done += count;
-    }
-    return done;
+    if (track < 1 || track >= area_.tracks.size()) return nullptr;
+    const SacdSelection own = promised(track);
+    const std::uint32_t room = sectorsOf(area_, 1), more = sectorsOf(area_, frames + 1);
+    return neighbour({own.endFrame, own.endFrame + frames, own.endLsn - std::min(own.endLsn, room), own.endLsn + more});
 }
 
-/// Takes the next frame in hand. False at the end.
-bool SACDReader::nextFrame()
+std::unique_ptr<DsdReader> SACDReader::neighbour(const SacdSelection& selection)
 {
-    frame_ = {};
-    at_ = 0;
-    if (delivered_ >= selection_.endFrame - selection_.firstFrame) return false;
-    if (area_.dst)
-        frame_ = playback_->nextFrame();
-    else
-        nextPlainFrame();
-    if (frame_.empty()) {
-        countLeftOut();
-        return false;
-    }
-    ++delivered_;
-    return true;
-}
-
-/// At the end of the sound: frames of which nothing was found.
-void SACDReader::countLeftOut()
-{
-    const std::uint64_t promisedFrames = selection_.endFrame - selection_.firstFrame;
-    const std::uint64_t found = delivered_ + (playback_ ? playback_->problems().decodeFailures : 0);
-    if (promisedFrames > found) leftOutFrames_ += promisedFrames - found;
-    selection_.endFrame = selection_.firstFrame + delivered_; // once
-}
-
-/// The plain frame that is due, or silence in its place.
-void SACDReader::nextPlainFrame()
-{
-    const std::uint32_t due = selection_.firstFrame + delivered_;
-    while (!plainEnded_ && (!havePlain_ || plainNumber_ < due)) {
-        havePlain_ = frames_->next(plain_, plainNumber_);
-        plainEnded_ = !havePlain_;
-    }
-    if (havePlain_ && plainNumber_ == due) {
-        frame_ = plain_.bytes;
-        havePlain_ = false;
-    } else if (havePlain_ || !frames_->mediumFailed()) {
-        frame_ = silence_;
-        ++silentFrames_;
-    }
-}
-
-void SACDReader::reportProblems(const char* name)
-{
-    if (playback_) playback_->reportProblems(name);
-    const SacdFaults& faults = frames_->faults();
-    if (faults.incompleteFrames == 0 && faults.badSectors == 0 && silentFrames_ == 0 && leftOutFrames_ == 0) return;
-    report_.alert("%s: disc image problem summary -- damaged sectors %llu, incomplete frames %llu, frames replaced by "
-                  "silence %llu, frames left out %llu. Please check the source disc.\n",
-                  name, static_cast<unsigned long long>(faults.badSectors),
-                  static_cast<unsigned long long>(faults.incompleteFrames),
-                  static_cast<unsigned long long>(silentFrames_), static_cast<unsigned long long>(leftOutFrames_));
+    SacdSelection s = selection;
+    s.firstLsn = std::clamp(s.firstLsn, area_.firstLsn, area_.lastLsn + 1);
+    s.endLsn = std::clamp(s.endLsn, s.firstLsn, area_.lastLsn + 1);
+    s.endFrame = std::max(std::min(s.endFrame, availableEnd_), s.firstFrame);
+    unheard_.text.clear();
+    return SacdSound::begin(image_, area_, frameInfoBytes_, s, options_.dstLevel, unheard_);
 }
 
 } // namespace tesk

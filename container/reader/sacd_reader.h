@@ -1,10 +1,9 @@
 // Sound from a disc image: one area of it, or one track of the area.
 #pragma once
 
-#include "container/reader/dsd_reader.h"
-#include "container/reader/dst_playback.h"
-#include "container/reader/sacd_frames.h"
+#include "container/reader/sacd_area_choice.h"
 #include "container/reader/sacd_iso_reader.h"
+#include "container/reader/sacd_sound.h"
 #include "container/reader/sacd_toc.h"
 
 #include <memory>
@@ -17,8 +16,7 @@ struct SacdOptions {
     DstSimdLevel dstLevel = kDstScalar;
 };
 
-/// Frames that are missing from a plain area are replaced by silence (0x69), so that times keep; in a DST-coded area
-/// they are left out. Sectors are read in runs of up to 256 KiB.
+/// Sectors are read in runs of up to 256 KiB. What becomes of damage: see SacdSound.
 class SACDReader final : public DsdReader {
 public:
     /// Reads the tables of contents, chooses the area, and proves the sector layout on its first track. The whole
@@ -36,11 +34,16 @@ public:
     /// that lies beyond the end of a truncated image is selected with a warning, and has no samples.
     bool selectTrack(unsigned number);
 
-    const DsdSource& source() const override { return source_; }
-    std::size_t read(std::uint8_t* const* planar, std::size_t bytes) override;
+    /// Up to `frames` frames that stand right before, or right behind, a track of the whole area; null where the area's
+    /// sound begins or ends with the track. Independent of what is selected, and it keeps its counts and warnings to
+    /// itself: they belong to the neighbouring track.
+    std::unique_ptr<DsdReader> before(unsigned track, std::uint32_t frames);
+    std::unique_ptr<DsdReader> behind(unsigned track, std::uint32_t frames);
 
-    /// What was wrong since the last selectTrack() with coded frames, since the opening with sectors.
-    void reportProblems(const char* name) override;
+    const DsdSource& source() const override { return sound_->source(); }
+    std::size_t read(std::uint8_t* const* planar, std::size_t bytes) override { return sound_->read(planar, bytes); }
+    /// What was wrong since the last selectTrack().
+    void reportProblems(const char* name) override { sound_->reportProblems(name); }
 
 private:
     SACDReader(std::unique_ptr<ByteSource> image, const SacdOptions& options, Reporter& report)
@@ -54,32 +57,18 @@ private:
     void clampToImage();
     std::uint32_t endOfLastWholeFrame();
     SacdSelection promised(unsigned number) const;
-    bool start();
-    bool nextFrame();
-    void nextPlainFrame();
-    void countLeftOut();
+    std::unique_ptr<DsdReader> neighbour(const SacdSelection& selection);
 
     sacd_iso_reader image_;
     SacdOptions options_;
     Reporter& report_;
+    CollectingReporter unheard_; // of neighbours
     SacdMaster master_;
     SacdArea area_;
+    unsigned frameInfoBytes_ = 0;
     std::uint32_t availableEnd_ = ~0u; // frame behind the last one that a truncated image holds
     bool truncated_ = false;
-
-    DsdSource source_;
-    std::unique_ptr<SacdFrames> frames_;
-    std::unique_ptr<DstPlayback> playback_; // DST-coded areas only
-    SacdSelection selection_;
-    std::uint32_t delivered_ = 0; // frames
-
-    std::span<const std::uint8_t> frame_; // the one in hand, interleaved
-    std::size_t at_ = 0;                  // its next byte
-    CodedFrame plain_;                    // read, and perhaps not due yet
-    std::uint32_t plainNumber_ = 0;
-    bool havePlain_ = false, plainEnded_ = false;
-    std::vector<std::uint8_t> silence_; // a frame
-    std::uint64_t silentFrames_ = 0, leftOutFrames_ = 0;
+    std::unique_ptr<SacdSound> sound_; // of the selection
 };
 
 } // namespace tesk

@@ -175,16 +175,13 @@ void AreaParser::parseTracks()
         track.sectors = u32(places_, kLengths + 4 * i);
         track.startFrame = frames(kStarts + 4 * i);
         track.frames = frames(kLengths + 4 * i);
-        constexpr std::size_t kCodeBytes = 12;
-        if (!codes_.empty()) track.isrc = sacdCode(codes_.subspan(8 + kCodeBytes * i, kCodeBytes));
-        if (track.isrc.size() != kCodeBytes) track.isrc.clear();
         track.metadata = metadataOf(i);
     }
 }
 
 MetadataRecord AreaParser::metadataOf(std::size_t track) const
 {
-    constexpr std::size_t kGenres = 3072;
+    constexpr std::size_t kGenres = 3072, kCodeBytes = 12;
     const SacdTrackTexts texts = textsOf(track);
     MetadataRecord record;
     record.title = given(texts.title);
@@ -193,6 +190,8 @@ MetadataRecord AreaParser::metadataOf(std::size_t track) const
     record.genre = given(firstGiven(codes_.empty() ? "" : genreAt(codes_, kGenres + 4 * track), disc_.genre));
     record.date = given(disc_.date);
     record.track = static_cast<int>(track) + 1;
+    const std::string isrc = codes_.empty() ? "" : sacdCode(codes_.subspan(8 + kCodeBytes * track, kCodeBytes));
+    if (isrc.size() == kCodeBytes) record.isrc = isrc;
     return record;
 }
 

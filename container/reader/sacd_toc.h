@@ -12,16 +12,13 @@
 
 namespace tesk {
 
-enum class SacdAreaChoice { automatic, stereo, multichannel };
-
 inline constexpr std::uint32_t kSacdFramesPerSecond = 75;
 
 /// Frames of 1/75 s count from the beginning of the area.
 struct SacdTrack {
     std::uint32_t startFrame = 0, frames = 0;
     std::uint32_t startLsn = 0, sectors = 0;
-    std::string isrc;        ///< 12 characters, or none
-    MetadataRecord metadata; ///< title, artist (performer), genre, track number; album, date from the disc
+    MetadataRecord metadata; ///< title, artist (performer), genre, track number, ISRC; album, date from the disc
 };
 
 struct SacdArea {

@@ -1,5 +1,7 @@
 #include "container/reader/wsd_reader.h"
 
+#include "container/reader/dsd_limits.h"
+#include "container/reader/early_end.h"
 #include "input/chunk_walker.h"
 
 #include <algorithm>
@@ -7,14 +9,13 @@
 namespace tesk {
 namespace {
 
-constexpr std::uint32_t kLeastOffset = 0x80; // the header's fields end there
-constexpr std::uint32_t kMostChannels = 8;
-constexpr std::uint32_t kHighestRate = 49152000; // Hz
-constexpr std::uint32_t kBlocksPerSecond = 75;
+constexpr std::uint64_t kLargestFile = std::uint64_t{1} << 48; // more is no size but a placeholder
+constexpr std::uint32_t kLeastOffset = 0x80;                   // the header's fields end there
 
 struct Header {
     bool magic = false, complete = false;
     std::uint32_t version = 0, soundOffset = 0, rate = 0, channels = 0;
+    std::uint64_t fileBytes = 0;
 };
 
 Header readHeader(ByteSource& file)
@@ -24,7 +25,9 @@ Header readHeader(ByteSource& file)
     h.magic = fields.u32() == 0x31626974; // "1bit"
     fields.skip(4);                       // reserved
     h.version = fields.u32() >> 24;
-    fields.skip(8 + 4); // size of the file, offset of the text
+    h.fileBytes = fields.u32(); // the low half comes first
+    h.fileBytes |= std::uint64_t{fields.u32()} << 32;
+    fields.skip(4); // offset of the text
     h.soundOffset = fields.u32();
     fields.skip(4 + 4); // reserved, playback time
     h.rate = fields.u32();
@@ -40,10 +43,11 @@ std::string whyUnreadable(const Header& h, std::uint64_t fileBytes)
     if (!h.complete || fileBytes < kLeastOffset) return "the header is cut short";
     if (h.version != 0x10 && h.version != 0x11)
         return format("version 0x%02X cannot be read: 1.0 and 1.1 can", h.version);
-    if (h.channels < 1 || h.channels > kMostChannels)
-        return format("%u channels cannot be read: 1 to %u can", h.channels, kMostChannels);
-    if (h.rate < 1 || h.rate > kHighestRate)
-        return format("a sampling frequency of %u Hz cannot be read: 1 to %u can", h.rate, kHighestRate);
+    if (h.channels < 1 || h.channels > kMostDsdChannels)
+        return format("%u channels cannot be read: 1 to %u can", h.channels, kMostDsdChannels);
+    if (!isDsdRate(h.rate))
+        return format("a sampling frequency of %u Hz cannot be read: %u to %u can", h.rate, kLowestDsdRate,
+                      kHighestDsdRate);
     if (h.soundOffset < kLeastOffset) return "the header is damaged: the sound cannot begin within it";
     return {};
 }
@@ -61,8 +65,10 @@ std::unique_ptr<WsdReader> WsdReader::open(std::unique_ptr<ByteSource> file, Rep
     DsdSource source;
     source.channels = h.channels;
     source.dsdRate = h.rate;
-    source.blockBytes = std::max(h.rate / 8 / kBlocksPerSecond, 1U);
+    source.blockBytes = dsdBlockBytes(h.rate);
     source.samples = fileBytes > h.soundOffset ? (fileBytes - h.soundOffset) / h.channels * 8 : 0;
+    if (h.fileBytes > fileBytes && h.fileBytes <= kLargestFile)
+        alertEarlyEnd(report, "WsdReader", "the file ends early", (h.fileBytes - fileBytes) / h.channels * 8, h.rate);
     return std::unique_ptr<WsdReader>(new WsdReader(std::move(file), h.soundOffset, source, report));
 }
 

@@ -18,6 +18,7 @@ inline constexpr const char* kEncoderText = "Corvanta & Tesk Engine Audio Tools"
 /// which is an answer too.
 struct MetadataRecord {
     std::optional<std::string> title, artist, album, genre, date, work, comment;
+    std::optional<std::string> isrc;      ///< of the recording, 12 characters
     std::optional<int> track;             ///< 1-998
     std::optional<std::string> coverPath; ///< JPEG or PNG; wins over coverImage
     /// The bytes of a JPEG or PNG file that the input carries, shared by the tracks of an album; may be null.
@@ -26,9 +27,9 @@ struct MetadataRecord {
     /// Takes from `other` what is not given here.
     void fillMissing(const MetadataRecord& other)
     {
-        for (auto field :
-             {&MetadataRecord::title, &MetadataRecord::artist, &MetadataRecord::album, &MetadataRecord::genre,
-              &MetadataRecord::date, &MetadataRecord::work, &MetadataRecord::comment, &MetadataRecord::coverPath})
+        for (auto field : {&MetadataRecord::title, &MetadataRecord::artist, &MetadataRecord::album,
+                           &MetadataRecord::genre, &MetadataRecord::date, &MetadataRecord::work,
+                           &MetadataRecord::comment, &MetadataRecord::isrc, &MetadataRecord::coverPath})
             if (!(this->*field)) this->*field = other.*field;
         if (!track) track = other.track;
         if (!coverImage) coverImage = other.coverImage;

@@ -106,6 +106,15 @@ void report_essential(std::FILE* stream, const char* format, ...)
     va_end(arguments);
 }
 
+void report_result(const char* text)
+{
+    LogState& log = state();
+    std::lock_guard guard(log.lock);
+    std::fputs(text, stdout);
+    std::fflush(stdout);
+    if (log.mode == logFile && log.outStream) std::fputs(text, log.outStream);
+}
+
 int log_init(const char* path, int mode)
 {
     LogState& log = state();

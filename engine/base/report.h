@@ -15,6 +15,9 @@ enum LogMode : int { logConsole = 0, logFile = 1, logSilent = 2 };
 /// Like `report`, for what a user must see in any mode: a log file receives it and standard error too.
 [[gnu::format(printf, 2, 3)]] void report_essential(std::FILE* stream, const char* format, ...);
 
+/// A text that was asked for as such, a list or a help: standard output, terminal or not, and the log file.
+void report_result(const char* text);
+
 /// (Re)initialises the log for a run. An empty or null path in mode 1 names the log
 /// "<temp_dir>/TeskEngine_<pid>.log". A file that cannot be opened falls back to the console; returns 0.
 int log_init(const char* path, int mode);

@@ -93,6 +93,7 @@ void LogReporter::write(Kind kind, std::string_view text)
     case Kind::out: report(stdout, "%.*s", size, text.data()); break;
     case Kind::err: report(stderr, "%.*s", size, text.data()); break;
     case Kind::error: report_essential(stderr, "%.*s", size, text.data()); break;
+    case Kind::result: report_result(std::string(text).c_str()); break;
     case Kind::closing: report_essential(stdout, "%.*s", size, text.data()); break;
     }
 }

@@ -28,9 +28,11 @@ public:
     [[gnu::format(printf, 2, 3)]] void error(const char* format, ...);
     /// Like `error`, for text that belongs to standard output.
     [[gnu::format(printf, 2, 3)]] void closing(const char* format, ...);
+    /// What the run was asked to print, as it stands: on standard output even where that is no terminal.
+    void result(const std::string& text) { write(Kind::result, text); }
 
 protected:
-    enum class Kind { out, err, error, closing };
+    enum class Kind { out, err, error, closing, result };
     virtual void write(Kind kind, std::string_view text) = 0;
 };
 

@@ -113,6 +113,8 @@ void printWarnings(const ConversionSettings& s, Reporter& report)
                    "applies to PCM output.\n");
     if (!s.dxd && (s.quantizationRatio || !s.quantizationType.empty() || s.dxdSampleRate > 0))
         report.err("Warning: -qr, -qt and --dxd-samplerate act on the --dxd output only.\n");
+    if (s.dxd && (s.dst || s.orderGiven || s.cifbOrder != 0 || s.sosEfOrder > 0 || s.mash))
+        report.err("Warning: --dxd writes PCM; --dst and the choice of a modulator are not used.\n");
 }
 
 } // namespace

@@ -169,7 +169,7 @@ constexpr ReverseOption kOptions[] = {
      1,
      kBadGain,
      "Output gain; auto is the largest that does not clip (reads the source twice). "
-     "Wins over TESK_PDM2PCM_GAIN.",
+     "Wins over TESK_PDM2PCM_GAIN. Louder samples than full scale are limited to it.",
      takeGain},
     {{"-n", "--no-ns"},
      "",
@@ -201,11 +201,12 @@ constexpr ReverseOption kOptions[] = {
      "PATH",
      1,
      "Error: --log-file needs a path\n",
-     "Write the log to PATH instead of ./pdm2pcm_<pid>.log",
+     "Write the log to PATH instead of ./pdm2pcm_<pid>.log; a log that is there goes on",
      [](S& s, Words v) -> const char* {
          s.logPath = v[0];
          return nullptr;
      }},
+    {{"--no-simd", nullptr}, "", 0, nullptr, "Plain scalar arithmetic [flag]", setFlag<&S::simd, false>},
     {{"-h", "--help"}, "", 0, nullptr, "This text", setFlag<&S::help, true>},
 };
 

@@ -149,6 +149,8 @@ constexpr Option kInformation[] = {
      .help = "Convert PDM to PCM [flag]; options of this mode: -s/--sampling RATE,\n"
              "-b/--bit BITS, -f/--float, -n/--no-ns, -l/--lowpass FREQ,\n"
              "-z/--zero Z1 Z2 Z3, -p/--pole POLE, -t/--taps N, --format wav|flac,\n"
+             "--wave64, --align, --gain DB|auto, --area stereo|multichannel,\n"
+             "--disc-track N|all|list (--reverse --help tells more),\n"
              "-lf/--log-file PATH:\n"
              "Write the log to PATH instead of ./pdm2pcm_<pid>.log\n"},
 };

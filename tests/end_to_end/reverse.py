@@ -120,6 +120,7 @@ class Reverse(Case):
         self.path("out.wav").write_bytes(b"precious")
         self.path("text.dsf").write_bytes(b"no music in here")
         os.link(self.path("in.dsf"), self.path("twin.wav"))
+        bits = self.path("in.dsf").read_bytes()
         (self.path("folder")).mkdir()
         for status, text, words in (
                 (-1, "Error: cannot open missing.dsf\n", ["missing.dsf", "out.wav"]),
@@ -134,6 +135,11 @@ class Reverse(Case):
                 (-52, "FLAC write failed: ", ["in.dsf", "/dev/full", "--format", "flac"]),
                 (-1, "unknown option: --nonsense\n", ["in.dsf", "out.wav", "--nonsense"])):
             self.assertIn(text, self.back(*words, status=status).stderr)
+        for log in ("in.dsf", "out.wav"):
+            refused = run("in.dsf", "out.wav", "--reverse", "-lf", log, cwd=self.folder)
+            self.assertEqual(refused.returncode, shell_status(-1))
+            self.assertIn(f"the log '{log}' is the input or the output itself", refused.stderr)
+        self.assertEqual(self.path("in.dsf").read_bytes(), bits)
         self.assertEqual(self.path("out.wav").read_bytes(), b"precious")
         self.assertEqual(self.leftovers(), ["folder", "in.dsf", "in.wav", "out.wav", "run.log", "text.dsf", "twin.wav"])
         data = self.path("in.dsf").read_bytes()
@@ -190,6 +196,8 @@ class Dxd(Case):
         noise = [(a - b) / 2**8 for (a,), (b,) in zip(*(struct.iter_unpack("<i", d) for d in
                                                      (plain, samples(self.path("in.DXD.flac")))))]
         self.assertTrue(0.3 < (sum(n * n for n in noise) / len(noise))**0.5 < 0.8, "TPDF: 0.41 steps, rounded")
+        clipped = self.convert("-i", "in.wav", "x.flac", "--dxd", "-absdb", "20")  # 0.25 becomes 2.5
+        self.assertIn("samples up to +8.0", clipped.stderr)
         for status, text, words in ((-52, "DXD: unsupported extension '.mp3' (expected .wav / .w64 / .flac)", ["x.mp3"]),
                                     (-45, "is no multiple of the input's 96000 Hz", ["x.wav", "--dxd-samplerate", "100000"]),
                                     (-52, "DXD WAV: failed to open no/in.DXD.wav (", ["no/x.wav"])):

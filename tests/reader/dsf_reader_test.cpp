@@ -95,36 +95,37 @@ Buffer smallDsf()
 TEST(DsfReader, WhatEveryFieldMeans)
 {
     const char* const early = "Warning             \tDsfReader: the file ends early; 0.000";
-    expectOutcomes(
-        open<DsfReader>, smallDsf(), ByteOrder::little, streamBytes(2, 48),
-        {
-            {0, 'D', 1, 188, 364, ""},  // neither whole bytes nor whole blocks
-            {20, 100, 8, 188, 364, ""}, // a tag within the sound
-            {12, 7, 8, 188, 364, ""},   // size of the file
-            {48, 99, 4, 188, 364, ""},  // channel type
-            {64, 385, 8, 188, 384, early},
-            {64, ~0ULL, 8, 188, 384, "DsfReader: the file ends early; "},
-            {64, 0, 8, 188, 384, "counts no samples"},
-            {84, 12 + 64, 8, 188, 256, early}, // the chunk ends after two groups
-            {84, 12 + 95, 8, 188, 364, ""},    // ... or within the padding
-            {84, 12, 8, 188, 0, early},
-            {84, 0, 8, 188, 364, ""}, // a stream whose size nobody knew
-            {84, ~0ULL, 8, 188, 364, ""},
-            {0, 'D', 1, 188 - 8, 320, early}, // the last channel has 8 bytes of the last group
-            {0, 'D', 1, 188 - 16, 256, early},
-            {0, 'd', 1, 188, kRefused, "DsfReader: not a DSF file\n"},
-            {32, 51, 8, 188, kRefused, "DsfReader: the \"fmt \" chunk is cut short\n"},
-            {32, ~0ULL, 8, 188, kRefused, "DsfReader: the file is damaged: it has no \"data\" chunk\n"},
-            {44, 1, 4, 188, kRefused, "DsfReader: only raw DSD can be read\n"},
-            {52, 0, 4, 188, kRefused, "DsfReader: 0 channels cannot be read: 1 to 8 can\n"},
-            {52, 255, 4, 188, kRefused, "DsfReader: 255 channels"},
-            {56, 0, 4, 188, kRefused, "DsfReader: a sampling frequency of 0 Hz cannot be read: 1 to 49152000 can\n"},
-            {60, 2, 4, 188, kRefused, "DsfReader: 2 bits per sample"},
-            {72, 1048577, 4, 188, kRefused, "DsfReader: blocks of 1048577 bytes"},
-        });
+    expectOutcomes(open<DsfReader>, smallDsf(), ByteOrder::little, streamBytes(2, 48),
+                   {
+                       {0, 'D', 1, 188, 364, ""},  // neither whole bytes nor whole blocks
+                       {20, 100, 8, 188, 364, ""}, // a tag within the sound
+                       {12, 7, 8, 188, 364, ""},   // size of the file
+                       {48, 99, 4, 188, 364, ""},  // channel type
+                       {64, 385, 8, 188, 384, early},
+                       {64, ~0ULL, 8, 188, 384, "DsfReader: the file ends early; "},
+                       {64, 0, 8, 188, 384, "counts no samples"},
+                       {84, 12 + 64, 8, 188, 256, early}, // the chunk ends after two groups
+                       {84, 12 + 95, 8, 188, 364, ""},    // ... or within the padding
+                       {84, 12, 8, 188, 0, early},
+                       {84, 0, 8, 188, 364, ""}, // a stream whose size nobody knew
+                       {84, ~0ULL, 8, 188, 364, ""},
+                       {0, 'D', 1, 188 - 8, 320, early}, // the last channel has 8 bytes of the last group
+                       {0, 'D', 1, 188 - 16, 256, early},
+                       {0, 'd', 1, 188, kRefused, "DsfReader: not a DSF file\n"},
+                       {32, 51, 8, 188, kRefused, "DsfReader: the \"fmt \" chunk is cut short\n"},
+                       {32, ~0ULL, 8, 188, kRefused, "DsfReader: the file is damaged: it has no \"data\" chunk\n"},
+                       {44, 1, 4, 188, kRefused, "DsfReader: only raw DSD can be read\n"},
+                       {52, 0, 4, 188, kRefused, "DsfReader: 0 channels cannot be read: 1 to 8 can\n"},
+                       {52, 255, 4, 188, kRefused, "DsfReader: 255 channels"},
+                       {56, 0, 4, 188, kRefused,
+                        "DsfReader: a sampling frequency of 0 Hz cannot be read: 100000 to 49152000 can\n"},
+                       {60, 2, 4, 188, kRefused, "DsfReader: 2 bits per sample"},
+                       {72, 1048577, 4, 188, kRefused, "DsfReader: blocks of 1048577 bytes"},
+                   });
     const Buffer wsd = written(writer<WsdWriter>, {3, 2822400, 50, 50}, 50, 50, {});
     expectOutcomes(open<WsdReader>, wsd, ByteOrder::big, streamBytes(3, 50),
-                   {{8, 0x10, 1, wsd.size() - 1, 392, ""},
+                   {{8, 0x10, 1, wsd.size(), 400, ""},
+                    {8, 0x11, 1, wsd.size() - 1, 392, "WsdReader: the file ends early; "},
                     {3, 'T', 1, wsd.size(), kRefused, "WsdReader: not a WSD file\n"},
                     {8, 0x20, 1, wsd.size(), kRefused, "WsdReader: version 0x20 cannot be read: 1.0 and 1.1 can\n"},
                     {44, 0xF0, 1, wsd.size(), kRefused, "WsdReader: 0 channels"},

@@ -133,6 +133,29 @@ TEST(DstPlayback, DamagedFramesAreSilentAndCountedAndTheRestPlays)
                   "20 (25.000%). Those passages may be incomplete or click; please check the source disc.\n");
 }
 
+// A head that is damaged costs its own frame and no other, and no time.
+TEST(DstPlayback, GoesOnBehindDamagedHeads)
+{
+    for (const bool checksums : {true, false})
+        for (const std::size_t at : {0, 5, 9, 11}) { // letters, high and low bytes of the size
+            DstFile dst(2, 300);
+            if (!checksums)
+                for (Buffer& chunk : dst.dstc) chunk.clear();
+            dst.dstf[4][at] ^= 0x41;
+            dst.dstf[8][at] ^= 0x82;
+            for (const std::size_t silent : {4, 8}) dst.silence(silent);
+            std::string report;
+            const auto sound = played(dst.file(), report);
+            ASSERT_EQ(sound.size(), 2U) << report;
+            ASSERT_EQ(sound[0].size(), dst.sound[0].size()) << checksums << " " << at << report;
+            std::size_t wrong = 0;
+            for (std::size_t f = 0; f < kFrames; ++f)
+                if (f != 4 && f != 8)
+                    for (std::size_t i = f * 300; i < (f + 1) * 300; ++i) wrong += sound[0][i] != dst.sound[0][i];
+            EXPECT_EQ(wrong, 0U) << checksums << " " << at << report;
+        }
+}
+
 TEST(DstPlayback, OnADiscDamagedFramesAreDropped)
 {
     parallel::WorkerPool pool(2);

@@ -1,7 +1,7 @@
-#include "reverse/wave_layout.h"
+#include "container/pcm/wave_layout.h"
 
+#include "container/pcm/wave_tags.h"
 #include "engine/base/byte_writer.h"
-#include "reverse/wave_tags.h"
 
 #include <algorithm>
 

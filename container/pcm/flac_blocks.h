@@ -1,7 +1,7 @@
 // The metadata blocks of a FLAC file: tags, cover, seek table, padding.
 #pragma once
 
-#include "reverse/pcm_writer.h"
+#include "container/pcm/pcm_writer.h"
 
 #include <FLAC/metadata.h>
 #include <memory>
@@ -14,9 +14,9 @@ struct FlacBlockDeleter {
 };
 using FlacBlock = std::unique_ptr<FLAC__StreamMetadata, FlacBlockDeleter>;
 
-/// Vorbis comments (TITLE, ARTIST, ALBUM, GENRE, DATE, WORK, COMMENT, TRACKNUMBER, and always ENCODER), a front cover
-/// when there is one, 8 KiB of padding. A cover that is too large for a block or neither JPEG nor PNG is left out with
-/// a warning. Null pointers in it: out of memory.
+/// Vorbis comments (TITLE, ARTIST, ALBUM, GENRE, DATE, WORK, COMMENT, TRACKNUMBER, ISRC, and always ENCODER), a front
+/// cover when there is one, 8 KiB of padding. A cover that is too large for a block or neither JPEG nor PNG is left out
+/// with a warning. Null pointers in it: out of memory.
 std::vector<FlacBlock> flacBlocks(const MetadataRecord& metadata, Reporter& report);
 
 /// A seek point every ten seconds, for as long as the sound may become: two hours when that is unknown, eleven at most.

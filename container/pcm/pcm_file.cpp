@@ -1,4 +1,4 @@
-#include "reverse/pcm_file.h"
+#include "container/pcm/pcm_file.h"
 
 #include "engine/base/reporter.h"
 

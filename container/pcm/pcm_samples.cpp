@@ -1,4 +1,4 @@
-#include "reverse/pcm_samples.h"
+#include "container/pcm/pcm_samples.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,4 +1,4 @@
-#include "reverse/wave_tags.h"
+#include "container/pcm/wave_tags.h"
 
 #include "container/id3_tag.h"
 #include "engine/base/byte_writer.h"

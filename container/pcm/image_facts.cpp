@@ -1,4 +1,4 @@
-#include "reverse/image_facts.h"
+#include "container/pcm/image_facts.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,10 +1,10 @@
 // RIFF, RF64 and Wave64 as other programs read them, and what every writer leaves behind when the disk is full.
-#include "tests/reverse/pcm_fixture.h"
+#include "tests/pcm/pcm_fixture.h"
 
+#include "container/pcm/flac_writer.h"
+#include "container/pcm/pcm_samples.h"
+#include "container/pcm/wave_layout.h"
 #include "input/wave_reader.h"
-#include "reverse/flac_writer.h"
-#include "reverse/pcm_samples.h"
-#include "reverse/wave_layout.h"
 
 #include <csignal>
 #include <sys/resource.h>

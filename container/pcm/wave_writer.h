@@ -1,9 +1,9 @@
 // WAV, RF64 and Wave64 files.
 #pragma once
 
-#include "reverse/pcm_file.h"
-#include "reverse/pcm_writer.h"
-#include "reverse/wave_layout.h"
+#include "container/pcm/pcm_file.h"
+#include "container/pcm/pcm_writer.h"
+#include "container/pcm/wave_layout.h"
 
 namespace tesk {
 

@@ -1,7 +1,7 @@
 // The head of RIFF, RF64 and Wave64 files: what stands in front of the samples.
 #pragma once
 
-#include "reverse/pcm_writer.h"
+#include "container/pcm/pcm_writer.h"
 
 #include <cstdint>
 #include <vector>

@@ -1,7 +1,7 @@
-#include "reverse/pcm_writer.h"
+#include "container/pcm/pcm_writer.h"
 
-#include "reverse/flac_writer.h"
-#include "reverse/wave_writer.h"
+#include "container/pcm/flac_writer.h"
+#include "container/pcm/wave_writer.h"
 
 namespace tesk {
 

@@ -1,7 +1,7 @@
-#include "reverse/wave_writer.h"
+#include "container/pcm/wave_writer.h"
 
-#include "reverse/pcm_samples.h"
-#include "reverse/wave_tags.h"
+#include "container/pcm/pcm_samples.h"
+#include "container/pcm/wave_tags.h"
 
 #include <algorithm>
 

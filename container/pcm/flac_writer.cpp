@@ -1,8 +1,8 @@
-#include "reverse/flac_writer.h"
+#include "container/pcm/flac_writer.h"
 
-#include "reverse/flac_blocks.h"
-#include "reverse/pcm_file.h"
-#include "reverse/pcm_samples.h"
+#include "container/pcm/flac_blocks.h"
+#include "container/pcm/pcm_file.h"
+#include "container/pcm/pcm_samples.h"
 
 #include <FLAC/stream_encoder.h>
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "reverse/flac_writer.h"
+#include "container/pcm/flac_writer.h"
 
 namespace tesk {
 

@@ -1,7 +1,7 @@
 // What the tests of the PCM writers share: sound whose numbers are known, a file in a few lines, programs as judges.
 #pragma once
 
-#include "reverse/pcm_writer.h"
+#include "container/pcm/pcm_writer.h"
 #include "tests/container/writer_fixture.h"
 
 #include <bit>

@@ -1,8 +1,8 @@
-#include "reverse/flac_blocks.h"
+#include "container/pcm/flac_blocks.h"
 
 #include "container/id3_tag.h"
+#include "container/pcm/image_facts.h"
 #include "engine/base/utf8.h"
-#include "reverse/image_facts.h"
 
 #include <algorithm>
 #include <span>
@@ -37,6 +37,7 @@ FlacBlock comments(const MetadataRecord& m)
     addComment(*block, "WORK", m.work);
     addComment(*block, "COMMENT", m.comment);
     if (m.track) addComment(*block, "TRACKNUMBER", std::to_string(*m.track));
+    addComment(*block, "ISRC", m.isrc);
     addComment(*block, "ENCODER", kEncoderText);
     return block;
 }

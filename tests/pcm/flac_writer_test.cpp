@@ -1,7 +1,7 @@
 // FLAC files as the reference programs, ffmpeg and mutagen read them.
-#include "tests/reverse/pcm_fixture.h"
+#include "tests/pcm/pcm_fixture.h"
 
-#include "reverse/image_facts.h"
+#include "container/pcm/image_facts.h"
 
 namespace tesk {
 namespace {

@@ -1,7 +1,7 @@
 // FLAC files, where the build has an encoder for them.
 #pragma once
 
-#include "reverse/pcm_writer.h"
+#include "container/pcm/pcm_writer.h"
 
 namespace tesk {
 
