@@ -1,4 +1,7 @@
 // What each vector level gains over the plain loops.
+#include "modulator/cifb_effect.h"
+#include "modulator/mash_effect.h"
+#include "modulator/noise_shaper_effect.h"
 #include "modulator/ntf_designer.h"
 #include "pipeline/kernel/dispatch.h"
 #include "pipeline/kernel/error_feedback.h"
@@ -29,10 +32,19 @@ std::vector<double> tone(std::size_t n, double level)
     return x;
 }
 
+/// 0: the default modulator, 1: direct form of order 9, 4 … 11: integrators.
+ErrorFeedbackLoop loopFor(std::int64_t which)
+{
+    namespace m = tesk::modulator;
+    if (which == 0) return {m::ns15Profile(), {1.02, 3.0, 0.75, 0.65, 0x1p-24, 0}};
+    if (which == 1) return {m::UnifiedNoiseShaper(m::zerosForOrder(9, {}), 0.85, 64).sections(), m::kRestartingLoop};
+    return ErrorFeedbackLoop::ofIntegrators(m::cifbCoefficients(static_cast<int>(which)), m::kRestartingLoop);
+}
+
 void modulator(benchmark::State& state)
 {
     const KernelTable table = tableFor(state.range(0));
-    const ErrorFeedbackLoop loop(tesk::modulator::ns15Profile(), {1.02, 3.0, 0.75, 0.65, 0x1p-24, 0});
+    const ErrorFeedbackLoop loop = loopFor(state.range(1));
     const auto input = tone(37632, 0.25);
     ErrorFeedbackState channel;
     std::vector<double> x;
@@ -45,7 +57,26 @@ void modulator(benchmark::State& state)
     state.counters["clips"] = static_cast<double>(channel.clips);
     state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * input.size()));
 }
-BENCHMARK(modulator)->DenseRange(0, 2);
+BENCHMARK(modulator)->ArgsProduct({{0, 1, 2}, {0, 1, 4, 11}});
+
+/// The topologies 421, 222 and 111, each without error feedback, with two taps and recursive; one channel.
+void mash(benchmark::State& state)
+{
+    p2p::effect::MashEffect stage(static_cast<int>(state.range(0)),
+                                  static_cast<p2p::effect::MashErrorFeedback>(state.range(1)),
+                                  tesk::parallel::WorkerPool::instance());
+    if (!stage.prepare({44100, 1, 0})) return state.SkipWithError("not prepared");
+    const auto input = tone(37632, 0.25);
+    std::vector<double> x;
+    for (auto _ : state) {
+        x = input;
+        double* channel = x.data();
+        if (!stage.process(&channel, x.size(), 1)) return state.SkipWithError("not processed");
+        benchmark::DoNotOptimize(x.data());
+    }
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * input.size()));
+}
+BENCHMARK(mash)->ArgsProduct({{421, 222, 111}, {0, 1, 2}});
 
 void requantiser(benchmark::State& state)
 {

@@ -132,7 +132,10 @@ Result<FilterPlan, PDM_ENCODING_STATUS> settleFilter(const FilterRequest& reques
     plan.filterType = request.filterType;
     plan.windowType = request.windowType;
     plan.apodizingMode = request.apodizingMode;
+    plan.minimumPhase = request.minimumPhase || request.filterType >= filterMinimumPhase;
     plan.remez = request.remez;
+    plan.gridDensity = request.gridDensity;
+    plan.maxIterations = request.maxIterations;
     plan.predistortion = request.predistortion;
     plan.eqBands = request.eqBands;
     plan.beta = request.beta != 0.0 ? request.beta : automaticBeta(request);

@@ -42,8 +42,11 @@ struct FilterRequest {
     bool highBandwidth = false;
     int filterType = filterStandard;
     int windowType = windowKaiser;
-    int apodizingMode = 0; ///< 0 off, 1 light, 2 normal, 3 aggressive
+    int apodizingMode = 0;     ///< 0 off, 1 light, 2 normal, 3 aggressive
+    bool minimumPhase = false; ///< window method only; filterMinimumPhase asks for it too
     bool remez = false;
+    int gridDensity = 128;   ///< Remez only: grid points per half ripple, at least 1
+    int maxIterations = 200; ///< Remez only, at least 1
     std::vector<FilterEqBand> eqBands{};
     bool predistortion = true;
     double pcmSampleRateRatio = 1.0; ///< splits L into phases; not positive: 1 with a warning
@@ -65,7 +68,8 @@ struct FilterPlan {
     int phases = 0;       ///< P = round(L / ratio), at least 1
     int tapsPerPhase = 0; ///< N / P, at least 1; N mod P coefficients have no place in it
     int filterType = 0, windowType = 0, apodizingMode = 0;
-    bool remez = false, predistortion = false;
+    bool minimumPhase = false, remez = false, predistortion = false;
+    int gridDensity = 0, maxIterations = 0; ///< of the Remez exchange
     std::vector<FilterEqBand> eqBands{};
 
     /// R = L·fs in Hz, the rate at which the coefficients run.

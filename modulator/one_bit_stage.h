@@ -2,6 +2,7 @@
 #pragma once
 
 #include "effect/audio_effect.h"
+#include "pipeline/kernel/error_feedback.h"
 
 #include <cstdint>
 #include <vector>
@@ -21,6 +22,8 @@ public:
     unsigned capabilities() const override { return p2p::effect::capability::requantise; }
     /// One entry per channel, for the stream so far.
     virtual std::vector<Overload> overloads() const = 0;
+    /// What shapes the noise, as sections; none where that cannot be said so.
+    virtual std::vector<kernel::Sos> noiseTransferFunction() const { return {}; }
     /// Level of a low tone in the decisions over its level at the stage's input.
     virtual double signalGain() const = 0;
     /// The level in dBFS up to which steady sines never needed a rescue; above 0 for a modulator that takes full

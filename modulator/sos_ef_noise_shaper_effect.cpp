@@ -1,8 +1,5 @@
 #include "modulator/sos_ef_noise_shaper_effect.h"
 
-#include "modulator/ntf_designer.h"
-#include "pipeline/parallel/parallel_for.h"
-
 namespace p2p::effect {
 namespace {
 
@@ -28,39 +25,15 @@ tesk::kernel::ErrorFeedbackSettings loopSettings(const SosEfNoiseShaperEffect::C
 SosEfNoiseShaperEffect::SosEfNoiseShaperEffect(int order, const Constants& constants,
                                                const tesk::kernel::KernelTable& kernels,
                                                tesk::parallel::WorkerPool& pool)
-    : order_(order), peakDb_(0), loop_({}, {}), kernels_(kernels), pool_(pool)
+    : SosEfNoiseShaperEffect(transferFunction(order), constants, kernels, pool)
 {
-    NoiseTransferFunction ntf = transferFunction(order);
-    order_ = ntf.order;
-    peakDb_ = ntf.peakDb;
-    loop_ = tesk::kernel::ErrorFeedbackLoop(std::move(ntf.sections), loopSettings(constants));
 }
 
-Status SosEfNoiseShaperEffect::prepare(const EffectFormat& format)
+SosEfNoiseShaperEffect::SosEfNoiseShaperEffect(const NoiseTransferFunction& ntf, const Constants& constants,
+                                               const tesk::kernel::KernelTable& kernels,
+                                               tesk::parallel::WorkerPool& pool)
+    : ErrorFeedbackStage({ntf.sections, loopSettings(constants)}, kernels, pool), order_(ntf.order), peakDb_(ntf.peakDb)
 {
-    states_.assign(format.channels, {});
-    return AudioEffect::prepare(format);
-}
-
-Status SosEfNoiseShaperEffect::process(double** channels, std::size_t frames, unsigned channelCount)
-{
-    if (channelCount > states_.size()) return DSD_ERROR;
-    tesk::parallel::parallel_for(
-        0, channelCount, [&](std::size_t c) { kernels_.oneBit(loop_, states_[c], channels[c], frames); }, pool_);
-    return {};
-}
-
-Status SosEfNoiseShaperEffect::reset()
-{
-    states_.clear();
-    return AudioEffect::reset();
-}
-
-std::vector<tesk::modulator::Overload> SosEfNoiseShaperEffect::overloads() const
-{
-    std::vector<tesk::modulator::Overload> result;
-    for (const auto& state : states_) result.push_back({state.clips, state.firstClip, state.restarts});
-    return result;
 }
 
 double SosEfNoiseShaperEffect::overloadOnsetDbfs() const

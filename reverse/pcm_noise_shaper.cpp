@@ -24,11 +24,12 @@ double nearestInteger(double v)
 
 PcmNoiseShaper::PcmNoiseShaper(const modulator::UnifiedNoiseShaper& design, std::uint32_t bits)
     : scale_(std::ldexp(1.0, static_cast<int>(bits) - 1) - 1.0), limit_(std::ldexp(1.0, design.order())),
-      history_(design.numerator().size(), 0.0)
+      history_(static_cast<std::size_t>(design.order()) + 1, 0.0)
 {
-    for (std::size_t k = 1; k < design.numerator().size(); ++k) {
-        toInput_.push_back(design.denominator()[k] - design.numerator()[k]);
-        toHistory_.push_back(-design.denominator()[k]);
+    const std::vector<double> numerator = design.numerator(), denominator = design.denominator();
+    for (std::size_t k = 1; k < numerator.size(); ++k) {
+        toInput_.push_back(denominator[k] - numerator[k]);
+        toHistory_.push_back(-denominator[k]);
     }
 }
 

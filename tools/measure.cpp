@@ -1,10 +1,10 @@
 // tesk-measure: makes test signals and reads the figures of one-bit streams.
 
+#include "analysis/spectrum.h"
 #include "engine/base/numbers.h"
 #include "engine/base/reporter.h"
 #include "tools/dsf_file.h"
 #include "tools/pcm_file.h"
-#include "tools/spectrum.h"
 #include "tools/spectrum_svg.h"
 #include "tools/test_signal.h"
 #include "tools/wav_file.h"
@@ -19,6 +19,7 @@
 
 namespace {
 
+using namespace tesk::analysis;
 using namespace tesk::measure;
 
 constexpr const char* kHelp =
@@ -46,6 +47,7 @@ constexpr const char* kHelp =
     "           harmonics and all other distortion count as noise. 14 bins to either side of\n"
     "           a tone belong to it.\n"
     "  noise    that power, 0 dBFS being the power of a sine of amplitude 1\n"
+    "           (--csv: also A-weighted, and weighted by the 40 phon contour of ISO 226)\n"
     "  spur     largest peak from 20 Hz to 20 kHz but the tones; in pure noise, its largest bin\n"
     "  outside  largest peak above 20 kHz up to 100 kHz\n"
     "  DC       mean of the segment, full scale 1\n"
@@ -143,7 +145,7 @@ void printHeading(const MeasureRequest& request, const SampleFile& file, std::ui
 {
     if (request.csv) {
         std::printf("file,rate_hz,samples,channel,tone_hz,level_dbfs,snr_db,noise_dbfs,spur_hz,spur_dbfs,outside_hz,"
-                    "outside_dbfs,dc\n");
+                    "outside_dbfs,dc,noise_a_dbfs,noise_40phon_dbfs\n");
         return;
     }
     const double rate = file.rate();
@@ -165,9 +167,10 @@ void printRows(const MeasureRequest& request, const SampleFile& file, std::uint6
         const std::string level = tone ? tesk::format("%.3f", r.tones[t].dbfs) : none;
         const std::string snr = tone ? tesk::format("%.2f", r.snrDb) : none;
         if (request.csv)
-            std::printf("%s,%u,%llu,%u,%s,%s,%s,%.2f,%.2f,%.2f,%.2f,%.2f,%.3e\n", request.path.c_str(), file.rate(),
-                        static_cast<unsigned long long>(samples), channel + 1, hz.c_str(), level.c_str(), snr.c_str(),
-                        r.noiseDbfs, r.spur.hz, r.spur.dbfs, r.outside.hz, r.outside.dbfs, r.dc);
+            std::printf("%s,%u,%llu,%u,%s,%s,%s,%.2f,%.2f,%.2f,%.2f,%.2f,%.3e,%.2f,%.2f\n", request.path.c_str(),
+                        file.rate(), static_cast<unsigned long long>(samples), channel + 1, hz.c_str(), level.c_str(),
+                        snr.c_str(), r.noiseDbfs, r.spur.hz, r.spur.dbfs, r.outside.hz, r.outside.dbfs, r.dc,
+                        r.noiseADbfs, r.noise40Dbfs);
         else
             std::printf("%7u %12s %9s %8s %8.2f %10.2f %8.2f %11.2f %8.2f %12.3e\n", channel + 1, hz.c_str(),
                         level.c_str(), snr.c_str(), r.noiseDbfs, r.spur.hz, r.spur.dbfs, r.outside.hz, r.outside.dbfs,

@@ -1,13 +1,13 @@
 // tesk-oversampler-check: what the oversampler alone makes of a sine, up to half the one-bit rate. In the finished
 // stream the modulator's noise hides most of it.
 
+#include "analysis/spectrum.h"
 #include "engine/base/numbers.h"
 #include "engine/base/reporter.h"
 #include "engine/base/stop_flag.h"
 #include "filter/window_design.h"
 #include "pipeline/kernel/dispatch.h"
 #include "pipeline/kernel/fir_upsample.h"
-#include "tools/spectrum.h"
 
 #include <atomic>
 #include <cmath>
@@ -54,7 +54,7 @@ std::string toneProblem(const CheckRequest& request)
 {
     const double rate = request.filter.sampleRate;
     const double binHz = rate * request.filter.oversampling / std::exp2(request.log2);
-    const double apart = 2.0 * measure::Spectrum::skirt() * binHz;
+    const double apart = 2.0 * analysis::Spectrum::skirt() * binHz;
     for (double hz : request.toneHz)
         if (hz < apart || rate - 2.0 * hz < apart)
             return format("--tone takes %.1f to %.1f with this --fft", apart, (rate - apart) / 2.0);
@@ -124,10 +124,10 @@ void printRow(const CheckRequest& request, const FilterPlan& plan, const kernel:
 {
     const double rate = plan.designRate(), image = plan.sampleRate - hz;
     const auto y = upsampledSine(phases, hz, plan.sampleRate, std::size_t{1} << request.log2);
-    const measure::Spectrum spectrum(y, rate);
-    const measure::Bands whole{20.0, rate / 2, rate / 2};
-    const auto all = measure::readSpectrum(spectrum, {hz}, whole);
-    const auto withImage = measure::readSpectrum(spectrum, {hz, image}, whole);
+    const analysis::Spectrum spectrum(y, rate);
+    const analysis::Bands whole{20.0, rate / 2, rate / 2};
+    const auto all = analysis::readSpectrum(spectrum, {hz}, whole);
+    const auto withImage = analysis::readSpectrum(spectrum, {hz, image}, whole);
     const double tone = all.tones[0].dbfs;
     std::printf(request.csv ? "%d,%g,%d,%.3f,%.6f,%.2f,%.2f,%.2f,%.2f,%.2f\n"
                             : "%7d %6.2f %6d %10.3f %10.6f %13.2f %9.2f %13.2f %9.2f %9.2f\n",

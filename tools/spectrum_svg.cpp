@@ -70,7 +70,7 @@ std::string grid(const Axes& axes)
 }
 
 /// Between two bins, where a column of the low end holds none, the curve is the straight line between their levels.
-double columnDb(const Spectrum& s, double lowHz, double highHz)
+double columnDb(const analysis::Spectrum& s, double lowHz, double highHz)
 {
     const auto first = static_cast<std::size_t>(std::ceil(lowHz / s.binHz()));
     const auto last = std::min(s.bins() - 1, static_cast<std::size_t>(highHz / s.binHz()));
@@ -86,7 +86,7 @@ double columnDb(const Spectrum& s, double lowHz, double highHz)
     return s.sineDb(best);
 }
 
-std::string curve(const Spectrum& s, const Axes& axes, const char* colour)
+std::string curve(const analysis::Spectrum& s, const Axes& axes, const char* colour)
 {
     std::string points;
     for (double x = kLeft; x <= kRight; x += 1.0) {
@@ -98,9 +98,9 @@ std::string curve(const Spectrum& s, const Axes& axes, const char* colour)
 
 } // namespace
 
-std::string spectrumSvg(const std::vector<Spectrum>& spectra, const std::string& title)
+std::string spectrumSvg(const std::vector<analysis::Spectrum>& spectra, const std::string& title)
 {
-    const Spectrum& first = spectra.front();
+    const analysis::Spectrum& first = spectra.front();
     const Axes axes{first.rate() / 2};
     std::string out =
         format("<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 %g %g\" font-family=\"sans-serif\" "

@@ -1,7 +1,7 @@
 // Draws the spectra of a file's channels.
 #pragma once
 
-#include "tools/spectrum.h"
+#include "analysis/spectrum.h"
 
 #include <string>
 #include <vector>
@@ -12,6 +12,6 @@ namespace tesk::measure {
 /// A point of a curve is the largest bin (as a sine would read) within three columns, so no tone falls between two.
 /// @param spectra  one per channel, at least one, all of one rate and length
 /// @param title    plain text
-std::string spectrumSvg(const std::vector<Spectrum>& spectra, const std::string& title);
+std::string spectrumSvg(const std::vector<analysis::Spectrum>& spectra, const std::string& title);
 
 } // namespace tesk::measure

@@ -17,6 +17,11 @@
 //
 // A sample then waits for one multiply-add, one select and one addition. The rounding differs from the plain
 // loop's, so the decisions part after some ten thousand samples; noise and level are the same.
+//
+// The cascade of integrators with distributed feedback, another plain loop, is linear beside its quantiser too:
+//     s1 += (x − y)·a1;  s_k += (s_(k−1) − y)·a_k;  v = s_N;  y = sign(v)        y on the right: the decision before
+// With y = v − e its states are driven by the errors and by x, so the same blocks serve it, with eight columns more for
+// the input and the input's own impulse response in v.
 #pragma once
 
 #include <array>
@@ -52,19 +57,34 @@ public:
 
     /// At most kSections sections, each with b0 = 1.
     ErrorFeedbackLoop(std::vector<Sos> sections, const ErrorFeedbackSettings& settings);
+    /// The cascade of integrators with coefficients a1 … aN, N at most 11. A quantiser gain other than 1 and dither
+    /// are not for it.
+    static ErrorFeedbackLoop ofIntegrators(std::vector<double> coefficients, const ErrorFeedbackSettings& settings);
 
     const std::vector<Sos>& sections() const { return sections_; }
+    const std::vector<double>& integrators() const { return integrators_; } ///< none: a cascade of sections
     const ErrorFeedbackSettings& settings() const { return settings_; }
     /// [kColumns][kRows]: column c is what a unit in w[c] leaves in u and in the state of the next block.
     const double* columns() const { return columns_.data(); }
     /// impulse()[m], 1 ≤ m < kBlock: Σ s1 m samples after a unit error.
     const double* impulse() const { return impulse_.data(); }
+    /// Only of integrators. [kBlock][kRows]: the same as columns() for a unit in the input.
+    const double* inputColumns() const { return inputColumns_.data(); }
+    /// inputImpulse()[m], 0 ≤ m < kBlock: what v holds of an input m samples ago; zeros in the eight places before it.
+    const double* inputImpulse() const { return inputImpulse_.data() + kBlock; }
 
 private:
+    void deriveBlocks();
+    double feedbackOf(const double* state) const;
+    double advance(double* state, double x, double e) const;
+
     std::vector<Sos> sections_;
+    std::vector<double> integrators_;
     ErrorFeedbackSettings settings_;
     alignas(64) std::array<double, static_cast<std::size_t>(kColumns) * kRows> columns_{};
     std::array<double, kBlock> impulse_{};
+    alignas(64) std::array<double, static_cast<std::size_t>(kBlock) * kRows> inputColumns_{};
+    std::array<double, 2 * kBlock> inputImpulse_{};
 };
 
 /// One channel's loop between two calls. A state belongs to the table it was first run with.
@@ -73,6 +93,7 @@ struct ErrorFeedbackState {
 
     alignas(64) std::array<double, ErrorFeedbackLoop::kColumns> w{}; ///< states, then this block's errors
     alignas(64) std::array<double, ErrorFeedbackLoop::kBlock> u{};   ///< feedback sums from the state alone
+    std::array<double, ErrorFeedbackLoop::kBlock> inputs{};          ///< of this block; only of integrators
     int position = 0;                                                ///< in the block of eight
     double feedback = 0;                                             ///< fb of the plain loop
     std::uint64_t generator = kSeed;
@@ -102,6 +123,9 @@ inline double ditherOf(std::uint64_t state, double amplitude)
     const double u = static_cast<double>(state >> 11) * 0x1p-53;
     return (2.0 * u - 1.0) * amplitude;
 }
+
+/// One sample through the integrators; answers v. The decision before it stands in s[N].
+double stepIntegrators(const std::vector<double>& coefficients, double* s, double x);
 
 /// One sample through the cascade, in transposed direct form II; answers Σ s1 after it.
 double stepCascade(const std::vector<Sos>& sections, double* s1, double* s2, double in);

@@ -45,7 +45,10 @@ struct Rows {
 
 TESK_TARGET void oneBitAvx2(const ErrorFeedbackLoop& loop, ErrorFeedbackState& state, double* x, std::size_t n)
 {
-    blockLoop<OneBitDecision>(loop, state, x, n);
+    if (loop.integrators().empty())
+        blockLoop<OneBitDecision>(loop, state, x, n);
+    else
+        blockLoop<OneBitDecision, true>(loop, state, x, n);
 }
 
 TESK_TARGET void uniformAvx2(const ErrorFeedbackLoop& loop, ErrorFeedbackState& state, double* x, std::size_t n)

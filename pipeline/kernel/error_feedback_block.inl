@@ -96,6 +96,27 @@ struct UniformDecision {
 
 TESK_TARGET inline __m128d magnitude(__m128d x) { return _mm_andnot_pd(_mm_set_sd(-0.0), x); }
 
+/// The input as it stands in v: the block's own part of its response. Zeros of the response stand where x lies ahead.
+TESK_TARGET inline void filterInput(const double* response, const double* x, double* filtered)
+{
+    __m256d low = _mm256_setzero_pd(), high = _mm256_setzero_pd();
+    for (int j = 0; j < kBlock; ++j) {
+        const __m256d sample = _mm256_set1_pd(x[j]);
+        low = _mm256_fmadd_pd(sample, _mm256_loadu_pd(response - j), low);
+        high = _mm256_fmadd_pd(sample, _mm256_loadu_pd(response - j + 4), high);
+    }
+    _mm256_store_pd(filtered, low);
+    _mm256_store_pd(filtered + 4, high);
+}
+
+/// The same for the sample at `at`, bit by bit.
+TESK_TARGET inline double filterOne(const double* response, const double* x, int at)
+{
+    __m128d sum = _mm_setzero_pd();
+    for (int j = 0; j <= at; ++j) sum = _mm_fmadd_sd(_mm_load_sd(x + j), _mm_load_sd(response + at - j), sum);
+    return _mm_cvtsd_f64(sum);
+}
+
 /// The block's sample I: all errors before it are known.
 template <int I, class Decision>
 TESK_TARGET inline void blockStep(const double* impulse, const Prepared& p, double step, __m128d* errors, double* y,
@@ -109,12 +130,22 @@ TESK_TARGET inline void blockStep(const double* impulse, const Prepared& p, doub
     largest = _mm_max_sd(largest, magnitude(errors[I]));
 }
 
-/// What belongs to sample k of a block: two columns of the old state and the column of its error.
+/// What belongs to sample k of a block: two columns of the old state and the column of its error. Integrators have no
+/// more than 12 states.
+template <bool filtered = false>
 TESK_TARGET inline void addColumns(Rows& rows, const double* columns, const double* w, int k, __m128d error)
 {
-    rows.add(2 * k, columns + (2 * k) * kRows, _mm_load_sd(w + 2 * k));
-    rows.add(2 * k + 1, columns + (2 * k + 1) * kRows, _mm_load_sd(w + 2 * k + 1));
+    if (!filtered || k < 6) {
+        rows.add(2 * k, columns + (2 * k) * kRows, _mm_load_sd(w + 2 * k));
+        rows.add(2 * k + 1, columns + (2 * k + 1) * kRows, _mm_load_sd(w + 2 * k + 1));
+    }
     rows.add(k, columns + (kStates + k) * kRows, error);
+}
+
+/// What the block's inputs leave: first of all, for they wait for no decision.
+TESK_TARGET inline void addInputs(Rows& rows, const ErrorFeedbackLoop& loop, const double* inputs)
+{
+    for (int k = 0; k < kBlock; ++k) rows.add(k, loop.inputColumns() + k * kRows, _mm_load_sd(inputs + k));
 }
 
 /// Ends a block: its errors and states become the next block's u and states.
@@ -124,6 +155,7 @@ TESK_TARGET inline void addColumns(Rows& rows, const double* columns, const doub
     const double* columns = loop.columns();
     Rows rows;
     rows.clear();
+    if (!loop.integrators().empty()) addInputs(rows, loop, state.inputs.data());
     for (int k = 0; k < kBlock; ++k) addColumns(rows, columns, w, k, _mm_load_sd(w + kStates + k));
     rows.store(state.u.data(), state.w.data());
     state.position = 0;
@@ -137,10 +169,12 @@ template <class Decision>
 {
     const ErrorFeedbackSettings& s = loop.settings();
     double* errors = state.w.data() + kStates;
+    const bool filtered = !loop.integrators().empty();
     for (std::size_t i = 0; i < n; ++i) {
         const int at = state.position;
         Prepared p;
-        const double in[kBlock] = {x[i]};
+        state.inputs[static_cast<std::size_t>(at)] = filtered ? x[i] : 0.0;
+        const double in[kBlock] = {filtered ? filterOne(loop.inputImpulse(), state.inputs.data(), at) : x[i]};
         alignas(32) const double u[kBlock] = {state.u[static_cast<std::size_t>(at)]};
         Decision::prepare(state.generator, s, in, u, p);
         if (Decision::kDithered) state.generator = nextGenerator(state.generator);
@@ -153,6 +187,7 @@ template <class Decision>
             e *= s.errorScale;
             for (int k = 0; k < kStates + at; ++k) state.w[static_cast<std::size_t>(k)] *= s.stateDecay;
             for (double& sum : state.u) sum *= s.stateDecay;
+            for (double& input : state.inputs) input *= s.stateDecay;
             state.noteClip(state.samples);
         }
         errors[at] = e;
@@ -162,7 +197,8 @@ template <class Decision>
     }
 }
 
-template <class Decision>
+/// @tparam filtered  whether v holds the input filtered, as integrators do
+template <class Decision, bool filtered = false>
 TESK_TARGET void blockLoop(const ErrorFeedbackLoop& loop, ErrorFeedbackState& state, double* x, std::size_t n)
 {
     const ErrorFeedbackSettings s = loop.settings();
@@ -176,17 +212,25 @@ TESK_TARGET void blockLoop(const ErrorFeedbackLoop& loop, ErrorFeedbackState& st
         i = std::min<std::size_t>(n, static_cast<std::size_t>(kBlock - state.position));
         singleSteps<Decision>(loop, state, x, i);
     }
+    // A block ahead: the chain of multiply-adds runs beside the decisions of the block before.
+    alignas(32) double response[kBlock];
+    if (filtered && i + kBlock <= n) filterInput(loop.inputImpulse(), x + i, response);
     for (; i + kBlock <= n; i += kBlock) {
         Rows rows;
         rows.clear();
         Prepared p;
         double* block = x + i;
-        const __m256d saved[2] = {_mm256_loadu_pd(block), _mm256_loadu_pd(block + 4)};
-        Decision::prepare(state.generator, s, block, state.u.data(), p);
+        alignas(32) double inputs[kBlock];
+        for (int k = 0; k < kBlock; k += 4) _mm256_store_pd(inputs + k, _mm256_loadu_pd(block + k));
+        Decision::prepare(state.generator, s, filtered ? response : block, state.u.data(), p);
+        if (filtered) {
+            addInputs(rows, loop, inputs);
+            if (i + 2 * kBlock <= n) filterInput(loop.inputImpulse(), block + kBlock, response);
+        }
         __m128d errors[kBlock], largest = _mm_setzero_pd();
 #define TESK_STEP(I)                                                                                                   \
     blockStep<I, Decision>(impulse, p, s.step, errors, block, largest);                                                \
-    addColumns(rows, columns, w, I, errors[I]);                                                                        \
+    addColumns<filtered>(rows, columns, w, I, errors[I]);                                                              \
     rows.settle()
         TESK_STEP(0);
         TESK_STEP(1);
@@ -198,7 +242,7 @@ TESK_TARGET void blockLoop(const ErrorFeedbackLoop& loop, ErrorFeedbackState& st
         TESK_STEP(7);
 #undef TESK_STEP
         if (_mm_comigt_sd(largest, threshold)) { // rare: the block again, sample by sample, from the old state
-            for (int k = 0; k < 2; ++k) _mm256_storeu_pd(block + 4 * k, saved[k]);
+            for (int k = 0; k < kBlock; k += 4) _mm256_storeu_pd(block + k, _mm256_load_pd(inputs + k));
             singleSteps<Decision>(loop, state, block, kBlock);
             continue;
         }

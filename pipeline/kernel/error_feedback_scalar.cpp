@@ -34,10 +34,29 @@ void plainLoop(const ErrorFeedbackLoop& loop, ErrorFeedbackState& state, double*
     state.restartIfBroken();
 }
 
+void plainIntegrators(const ErrorFeedbackLoop& loop, ErrorFeedbackState& state, double* x, std::size_t n)
+{
+    const ErrorFeedbackSettings& s = loop.settings();
+    double* states = state.w.data();
+    const std::size_t order = loop.integrators().size();
+    for (std::size_t i = 0; i < n; ++i) {
+        const double v = stepIntegrators(loop.integrators(), states, x[i]);
+        x[i] = v >= 0 ? 1.0 : -1.0;
+        states[order] = x[i];
+        if (s.clipThreshold > 0 && std::fabs(v - x[i]) > s.clipThreshold) {
+            for (std::size_t k = 0; k <= order; ++k) states[k] *= s.stateDecay;
+            state.noteClip(state.samples + i);
+        }
+    }
+    state.samples += n;
+    state.restartIfBroken();
+}
+
 } // namespace
 
 void oneBitScalar(const ErrorFeedbackLoop& loop, ErrorFeedbackState& state, double* x, std::size_t n)
 {
+    if (!loop.integrators().empty()) return plainIntegrators(loop, state, x, n);
     plainLoop(loop, state, x, n, [](double v) { return v >= 0 ? 1.0 : -1.0; });
 }
 

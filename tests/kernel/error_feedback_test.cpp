@@ -1,3 +1,4 @@
+#include "modulator/cifb_effect.h"
 #include "modulator/ntf_designer.h"
 #include "pipeline/kernel/error_feedback.h"
 #include "tests/kernel/levels.h"
@@ -55,6 +56,30 @@ TEST(ErrorFeedback, EveryLevelFollowsTheFormulaForTheFirstDecisions)
     for (const KernelTable& table : tablesOfThisMachine()) {
         ErrorFeedbackState state;
         EXPECT_EQ(run(table, loop, x, {x.size()}, state), expected) << table.level;
+    }
+}
+
+// The same for the cascade of integrators.
+TEST(ErrorFeedback, IntegratorsFollowTheFormulaForTheFirstDecisions)
+{
+    const auto x = sine(900, 0.25, 1000.0 / 2822400); // integrators part sooner
+    for (const int order : {4, 7, 11}) {
+        const std::vector<double> a = modulator::cifbCoefficients(order);
+        std::vector<long double> s(a.size());
+        std::vector<double> expected;
+        long double y = 0;
+        for (const double in : x) {
+            long double before = in;
+            for (std::size_t k = 0; k < a.size(); ++k) before = s[k] += (before - y) * a[k];
+            y = before >= 0 ? 1 : -1;
+            expected.push_back(static_cast<double>(y));
+        }
+        const auto loop = ErrorFeedbackLoop::ofIntegrators(a, {});
+        for (const KernelTable& table : tablesOfThisMachine()) {
+            ErrorFeedbackState state, cut;
+            EXPECT_EQ(run(table, loop, x, {x.size()}, state), expected) << table.level << order;
+            EXPECT_EQ(run(table, loop, x, {1, 7, 8, 64, 3, 1000, 13}, cut), expected) << table.level << order;
+        }
     }
 }
 

@@ -1,7 +1,7 @@
+#include "analysis/spectrum.h"
 #include "modulator/int16_noise_shaper_effect.h"
 #include "modulator/sos_ef_noise_shaper_effect.h"
 #include "pipeline/kernel/dispatch.h"
-#include "tools/spectrum.h"
 
 #include <algorithm>
 #include <cmath>
@@ -24,8 +24,8 @@ std::vector<double> sine(double level, double hz)
 /// Noise in 20 Hz – 20 kHz without the tone at `hz` (0: no tone), in dB of a full-scale sine.
 double bandNoiseDb(const std::vector<double>& y, double hz)
 {
-    const tesk::measure::Spectrum spectrum(y, kRate);
-    return tesk::measure::readSpectrum(spectrum, hz > 0 ? std::vector<double>{hz} : std::vector<double>{}).noiseDbfs;
+    const tesk::analysis::Spectrum spectrum(y, kRate);
+    return tesk::analysis::readSpectrum(spectrum, hz > 0 ? std::vector<double>{hz} : std::vector<double>{}).noiseDbfs;
 }
 
 struct Modulated {

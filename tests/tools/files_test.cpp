@@ -1,6 +1,6 @@
+#include "analysis/spectrum.h"
 #include "engine/base/byte_writer.h"
 #include "tools/dsf_file.h"
-#include "tools/spectrum.h"
 #include "tools/test_signal.h"
 #include "tools/wav_file.h"
 
@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <sndfile.h>
 
+using namespace tesk::analysis;
 using namespace tesk::measure;
 
 namespace {

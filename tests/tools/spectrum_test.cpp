@@ -1,4 +1,4 @@
-#include "tools/spectrum.h"
+#include "analysis/spectrum.h"
 
 #include "tools/spectrum_svg.h"
 
@@ -8,6 +8,7 @@
 #include <numbers>
 #include <random>
 
+using namespace tesk::analysis;
 using namespace tesk::measure;
 
 namespace {

@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-namespace tesk::measure {
+namespace tesk::analysis {
 
 /// One peak of a spectrum. Levels are peak levels: 0 dBFS is a sine of amplitude 1.
 struct Component {
@@ -51,6 +51,8 @@ struct Bands {
 struct Readings {
     std::vector<Component> tones; ///< one for each frequency asked for
     double noiseDbfs = -400.0;    ///< everything in [low, high] but the tones' skirts; a full-scale sine is 0 dBFS
+    double noiseADbfs = -400.0;   ///< the same, A-weighted (IEC 61672-1)
+    double noise40Dbfs = -400.0;  ///< the same, weighted with the inverse of the 40 phon contour; 1 at 1 kHz
     double snrDb = 0.0;           ///< the tones' power over that noise; distortion counts as noise
     Component spur;               ///< the largest peak in [low, high] but the tones
     Component outside;            ///< the largest peak in (high, outsideHigh] but the tones
@@ -61,7 +63,10 @@ struct Readings {
 /// its whole skirt, so a frequency between two bins reads like one on a bin.
 Readings readSpectrum(const Spectrum& spectrum, const std::vector<double>& toneHz, const Bands& bands = {});
 
+/// Gain of the A-weighting, 1 at 1 kHz. Source: IEC 61672-1, annex E.
+double aWeighting(double hz);
+
 /// The largest peak within [lowHz, highHz]: for a caller who does not know the tone.
 Component largestPeak(const Spectrum& spectrum, double lowHz, double highHz);
 
-} // namespace tesk::measure
+} // namespace tesk::analysis

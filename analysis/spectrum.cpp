@@ -1,4 +1,6 @@
-#include "tools/spectrum.h"
+#include "analysis/spectrum.h"
+
+#include "modulator/equal_loudness.h"
 
 #include "filter/fft.h"
 #include "filter/windows.h"
@@ -8,7 +10,7 @@
 #include <complex>
 #include <optional>
 
-namespace tesk::measure {
+namespace tesk::analysis {
 namespace {
 
 constexpr double kBeta = 38.0;
@@ -64,6 +66,19 @@ double powerOf(const Spectrum& s, BinRange range, const std::vector<char>* marke
     return sum;
 }
 
+/// The same with every bin weighted by a gain.
+template <class Gain>
+double weightedPower(const Spectrum& s, const BinRange& range, const std::vector<char>& marked, Gain gain)
+{
+    double sum = 0.0;
+    for (std::size_t k = range.first; k <= range.last; ++k) {
+        if (marked[k]) continue;
+        const double g = gain(static_cast<double>(k) * s.binHz());
+        sum += s.power(k) * g * g;
+    }
+    return sum;
+}
+
 } // namespace
 
 Spectrum::Spectrum(std::span<const double> segment, double rate)
@@ -111,11 +126,26 @@ Readings readSpectrum(const Spectrum& spectrum, const std::vector<double>& toneH
     const BinRange band = binsWithin(spectrum, bands.low, bands.high);
     const double noise = powerOf(spectrum, band, &marked);
     out.noiseDbfs = powerDb(2.0 * noise);
+    static const modulator::EqualLoudnessContour contour(40);
+    out.noiseADbfs = powerDb(2.0 * weightedPower(spectrum, band, marked, aWeighting));
+    out.noise40Dbfs = powerDb(2.0 * weightedPower(spectrum, band, marked, [](double hz) {
+                                  return std::pow(10.0, (40 - contour.levelDb(hz)) / 20);
+                              }));
     out.snrDb = powerDb(tonePower) - powerDb(noise);
     if (const auto bin = largestBin(spectrum, band, &marked)) out.spur = interpolated(spectrum, *bin);
     const BinRange outside{band.last + 1, binsWithin(spectrum, bands.high, bands.outsideHigh).last};
     if (const auto bin = largestBin(spectrum, outside, &marked)) out.outside = interpolated(spectrum, *bin);
     return out;
+}
+
+double aWeighting(double hz)
+{
+    const auto response = [](double f) {
+        const double q = f * f;
+        return 12194.0 * 12194.0 * q * q /
+               ((q + 20.6 * 20.6) * std::sqrt((q + 107.7 * 107.7) * (q + 737.9 * 737.9)) * (q + 12194.0 * 12194.0));
+    };
+    return response(hz) / response(1000);
 }
 
 Component largestPeak(const Spectrum& spectrum, double lowHz, double highHz)
@@ -124,4 +154,4 @@ Component largestPeak(const Spectrum& spectrum, double lowHz, double highHz)
     return bin ? interpolated(spectrum, *bin) : Component{};
 }
 
-} // namespace tesk::measure
+} // namespace tesk::analysis

@@ -1,0 +1,1 @@
+tesk_fuzz(poly_file poly_file_fuzz.cpp tesk_filter)
