@@ -1,9 +1,10 @@
 #include "pipeline/chain_builder.h"
 
+#include "effect/dither_effect.h"
 #include "effect/lookahead_limiter_effect.h"
 #include "effect/soft_limiter_effect.h"
 #include "modulator/int16_noise_shaper_effect.h"
-#include "modulator/sos_ef_noise_shaper_effect.h"
+#include "pipeline/modulator_builder.h"
 
 #include <memory>
 #include <stdexcept>
@@ -15,7 +16,6 @@ using namespace p2p::effect;
 
 constexpr double kDefaultDelta = 0.05;
 constexpr double kAttackMs = 0.5, kReleaseMs = 100.0;
-constexpr int kDefaultOrder = 15;
 constexpr int kShaperOrder = 3;
 constexpr double kShaperPole = 0.75;
 
@@ -38,20 +38,14 @@ Result<const modulator::OneBitStage*, PDM_ENCODING_STATUS> buildChain(const Conv
     appendLimiter(settings, kernels, chain);
     if (inputBits <= 16 && !settings.disableInt16Shaper) {
         const int order = settings.order < 1 ? kShaperOrder : settings.order;
-        const double pole = settings.pole > 0 ? settings.pole : kShaperPole;
+        const double pole = settings.pole > 0 && settings.pole < 1 ? settings.pole : kShaperPole;
         chain.append(std::make_unique<Int16NoiseShaperEffect>(order, pole, kernels, pool));
         report.line("Report", "Int16 NS: activated (order=%d, pole=%.3f)\n", order, pole);
     }
-    int order = settings.sosEfOrder;
-    if (order == 0) {
-        order = kDefaultOrder;
-        report.line("Report", "Default modulator: SOS-EF NS15 profile (override with -o/--cifb/--mash/--sos-ef)\n");
-    }
+    if (settings.dither && choosesDirectForm(settings))
+        chain.append(std::make_unique<DitherEffect>(DitherConfig(inputBits > 0 ? inputBits : 24, settings.ditherType)));
     try {
-        auto modulator =
-            std::make_unique<SosEfNoiseShaperEffect>(order, SosEfNoiseShaperEffect::Constants{}, kernels, pool);
-        report.line("Report", "SOS-EF modulator: order %d (auto-generated NTF, Lee peak %.2f dB)\n", modulator->order(),
-                    modulator->peakDb());
+        auto modulator = makeModulator(settings, kernels, pool, report);
         const modulator::OneBitStage* stage = modulator.get();
         chain.append(std::move(modulator));
         return stage;

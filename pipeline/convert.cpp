@@ -3,10 +3,12 @@
 #include "input/tags/input_tags.h"
 #include "pipeline/block_loop.h"
 #include "pipeline/chain_builder.h"
+#include "pipeline/design_reports.h"
 #include "pipeline/headroom.h"
 #include "pipeline/output.h"
 #include "pipeline/overload_report.h"
 #include "pipeline/oversampling_filter.h"
+#include "pipeline/quality_observer.h"
 #include "pipeline/replay_gain.h"
 #include "pipeline/residual.h"
 #include "pipeline/source.h"
@@ -77,7 +79,16 @@ Status prepare(Pcm2pdm& job)
     settleReplayGain(job);
     if (Status status = designOversamplingFilter(job); !status) return status;
     if (Status status = buildStages(job); !status) return status;
+    reportNoiseTransferFunction(job);
     return settleHeadroom(job);
+}
+
+/// A stream without a name has no place for a report beside it.
+bool wantsQualityReport(const Pcm2pdm& job)
+{
+    if (!job.settings.pdfReport) return false;
+    if (job.settings.outputPath == "-") job.report.warning("no PDF report: the output is no file\n");
+    return job.settings.outputPath != "-";
 }
 
 void encode(Pcm2pdm& job)
@@ -88,6 +99,8 @@ void encode(Pcm2pdm& job)
     ConversionBlockState state(job, output->writer());
     ResidualObserver residual(job);
     state.observers.push_back(&residual);
+    QualityObserver quality(job, job.prototype);
+    if (wantsQualityReport(job)) state.observers.push_back(&quality);
     runBlockLoop(job, state);
 
     if (job.status.value() == kHostStopped) {

@@ -1,6 +1,8 @@
 #include "pipeline/oversampling_filter.h"
 
-#include "filter/window_design.h"
+#include "filter/prototype_design.h"
+#include "pipeline/design_reports.h"
+#include "pipeline/filter_compression.h"
 
 #include <algorithm>
 #include <cmath>
@@ -27,6 +29,10 @@ FilterRequest filterRequest(const Pcm2pdm& job)
     r.filterType = s.filterType;
     r.windowType = s.windowType;
     r.apodizingMode = s.apodizingMode;
+    r.minimumPhase = s.minimumPhase;
+    r.remez = s.remez;
+    r.gridDensity = s.gridDensity;
+    r.maxIterations = s.maxIterations;
     r.predistortion = s.predistortion;
     for (const EqBand& band : s.eqBands) r.eqBands.push_back({band.centreHz, band.gainDb, band.widthHz});
     r.pdmChannels = static_cast<int>(job.plan.channels);
@@ -55,8 +61,12 @@ Status designOversamplingFilter(Pcm2pdm& job)
 {
     auto plan = settleFilter(filterRequest(job), job.report);
     if (!plan) return plan.status();
-    auto prototype = designWindowFilter(*plan, job.report, job.stop);
+    auto prototype = designPrototype(*plan, job.report, job.stop);
     if (!prototype) return prototype.status();
+    reportDesignedFilter(job, *prototype);
+    if (compressesFilter(job.settings))
+        if (Status status = compressFilter(job, *plan, *prototype); !status) return status;
+    reportFinalFilter(job, *prototype);
     job.phases = std::make_unique<kernel::PhaseTable>(*prototype, static_cast<std::size_t>(plan->phases));
     const auto louder = [](double a, double b) { return std::abs(a) < std::abs(b); };
     // The kernel is one sample late.
@@ -65,6 +75,7 @@ Status designOversamplingFilter(Pcm2pdm& job)
     // The threshold is a level of the music; the oversampled signal is at half scale.
     if (job.settings.noiseThresholdDb)
         job.expansionThreshold = 0.5 * std::pow(10.0, *job.settings.noiseThresholdDb / 20);
+    if (job.settings.pdfReport) job.prototype = std::move(*prototype);
     settleGuard(job);
     return {};
 }

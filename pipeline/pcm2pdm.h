@@ -97,6 +97,7 @@ struct Pcm2pdm {
     PcmRecording recording;
     StreamPlan plan;
     std::unique_ptr<kernel::PhaseTable> phases;
+    std::vector<double> prototype; ///< the oversampler's taps; kept only where a report shows them
     std::uint64_t filterDelay = 0; ///< of the oversampler, in samples at the higher rate: where its response is largest
     double expansionThreshold = 0; ///< on the half-scale oversampled signal; 0: none
     p2p::effect::EffectChain chain;

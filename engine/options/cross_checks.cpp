@@ -113,6 +113,10 @@ void printWarnings(const ConversionSettings& s, Reporter& report)
                    "applies to PCM output.\n");
     if (!s.dxd && (s.quantizationRatio || !s.quantizationType.empty() || s.dxdSampleRate > 0))
         report.err("Warning: -qr, -qt and --dxd-samplerate act on the --dxd output only.\n");
+    const bool shaping = s.psychoacoustic || s.multiPole || !s.multiPoles.empty() || s.singlePole ||
+                         s.given.count("--pole") > 0 || s.given.count("--zero") > 0;
+    if (shaping && !(s.orderGiven && s.cifbOrder == 0 && !s.mash && s.sosEfOrder == 0))
+        report.err("Warning: --psy, --mp-ns, --mp-poles, --single-pole, -p and -z act on the -o modulator only.\n");
     if (s.dxd && (s.dst || s.orderGiven || s.cifbOrder != 0 || s.sosEfOrder > 0 || s.mash))
         report.err("Warning: --dxd writes PCM; --dst and the choice of a modulator are not used.\n");
 }
@@ -123,6 +127,7 @@ bool passesCrossChecks(ConversionSettings& settings, Reporter& report, std::vect
 {
     if (!optionsAgree(settings, report) || !filesAreNamed(settings, report)) return false;
     if (settings.pipe) settings.outputPath.assign(1, '-');
+    if (settings.given.count("--cifb") > 0 && settings.cifbOrder == 0) settings.cifbOrder = 4; // as any other odd order
     if (!settings.pipe && !settings.outputPath.empty()) {
         const std::string extension = fileExtension(settings.outputPath);
         if (!extensionFits(settings, extension, report)) return false;

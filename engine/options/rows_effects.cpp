@@ -7,7 +7,6 @@ namespace {
 
 using S = ConversionSettings;
 
-constexpr const char* kPsychoacoustic = "psychoacoustic noise shaping is not built yet";
 constexpr const char* kAdaptive = "the adaptive chain is not built yet";
 constexpr const char* kHarmonics = "the harmonic exciter is not built yet";
 constexpr const char* kReports = "the analysis reports are not built yet";
@@ -26,18 +25,14 @@ constexpr Option kEqualizer[] = {
 constexpr Choice kStrategies[] = {{"conservative", 0}, {"balanced", 1}, {"aggressive", 2}};
 
 constexpr Option kPsychoacousticRows[] = {
-    {.names = {"--psy"},
-     .destination = &S::psychoacoustic,
-     .help = "Psychoacoustic noise shaping [flag]",
-     .unavailable = kPsychoacoustic},
+    {.names = {"--psy"}, .destination = &S::psychoacoustic, .help = "Psychoacoustic noise shaping [flag]"},
     {.names = {"--psy-strategy"},
      .argument = "MODE",
      .kind = ValueKind::word,
      .destination = &S::psyStrategy,
      .choices = kStrategies,
      .help = "conservative, balanced or aggressive",
-     .messages = {.invalid = "Invalid --psy-strategy"},
-     .unavailable = kPsychoacoustic},
+     .messages = {.invalid = "Invalid --psy-strategy"}},
     {.names = {"--psy-phon"},
      .argument = "VALUE",
      .kind = ValueKind::integer,
@@ -45,8 +40,7 @@ constexpr Option kPsychoacousticRows[] = {
      .range = {.minimum = 0, .aboveMinimum = true},
      .rangeNote = "20 to 80",
      .help = "Loudness contour in phon",
-     .messages = {.notNumber = "psy-phon needs a numeric value > 0.", .invalid = "psy-phon is integer > 0."},
-     .unavailable = kPsychoacoustic},
+     .messages = {.notNumber = "psy-phon needs a numeric value > 0.", .invalid = "psy-phon is integer > 0."}},
 };
 
 constexpr Choice kApodizing[] = {{"light", 1}, {"normal", 2}, {"aggressive", 3}};

@@ -11,7 +11,6 @@ using M = MetadataRecord;
 constexpr const char* kPresets = "presets are not built yet";
 constexpr const char* kBatch = "batch mode is not built yet";
 constexpr const char* kSecondParser = "the second parser is not built yet";
-constexpr const char* kDesignLog = "the design reports are not built yet";
 constexpr const char* kMeasure = "the loudness measurement is not built yet";
 constexpr const char* kRecording = "recording is not built yet";
 
@@ -125,8 +124,7 @@ constexpr Option kDiagnostics[] = {
      .kind = ValueKind::word,
      .destination = &S::designLog,
      .choices = kDesignLogs,
-     .help = "Design reports to save: fir, ns, freq or all",
-     .unavailable = kDesignLog},
+     .help = "Design reports to save: fir, ns, freq or all"},
     {.names = {"--measure"},
      .destination = &S::measure,
      .help = "Loudness of the inputs as CSV, no conversion [flag]",

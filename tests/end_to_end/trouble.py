@@ -205,7 +205,7 @@ class Trouble(Case):
 
     def test_what_comes_later_is_refused_before_anything_is_opened(self):
         self.path("out.dsf").write_bytes(b"precious")
-        for words in (["--mash"], ["--cifb", "5"], ["-o", "7"], ["-a"], ["--lufs", "-14"],
+        for words in (["--record"], ["--lufs", "-14"],
                       ["--dsee"], ["--batch"], ["--cli-v2"]):
             self.fails(-55, words[0], "-i", "missing.wav", "out.dsf", *words)
 

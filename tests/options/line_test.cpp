@@ -79,6 +79,7 @@ TEST(CommandLine, OptionalValuesAreTakenOnlyWhenTheyAreOne)
     EXPECT_EQ(accepted({"--apo", "aggressive"}).apodizingMode, 3);
     EXPECT_EQ(parse({"-i", "a.wav", "--sos-ef", "o.dsf"}).settings.sosEfOrder, 15);
     EXPECT_EQ(understood({"--cifb"}).cifbOrder, 4);
+    EXPECT_EQ(understood({"--cifb", "0"}).cifbOrder, 4) << "0 means that none was asked for";
     EXPECT_EQ(parse({"--soft-limiter", "-q", "-i", "a.wav", "o.dsf"}).settings.softLimiterDelta, 0.05);
     EXPECT_EQ(understood({"--rg", "album", "--rg"}).replayGainMode, "track");
     EXPECT_TRUE(understood({"--dither"}).dither);
@@ -182,18 +183,17 @@ std::string refusal(const std::string& what, const std::string& reason)
 
 TEST(NotBuilt, EveryOffenderIsNamedOnceAndAsTyped)
 {
-    const Parsed parsed = parseOptionsOnly({"--mash", "-m", "-m", "--format", "wsd", "--filter-type", "minphase"});
+    const Parsed parsed = parseOptionsOnly({"--lufs", "-14", "--record", "--record", "--format", "wsd"});
     EXPECT_EQ(parsed.outcome.status, DSD_ERROR_UNSUPPORTED);
     EXPECT_EQ(parsed.text, "Report              \tnote: --format wsd overrides the output extension 'dsf'\n" +
-                               refusal("--mash", "MASH modulators are not built yet") +
-                               refusal("-m", "minimum-phase filters are not built yet") +
-                               refusal("--filter-type minphase", "minimum-phase filters are not built yet"));
+                               refusal("--lufs", "loudness normalisation is not built yet") +
+                               refusal("--record", "recording is not built yet"));
 }
 
 TEST(NotBuilt, ErrorsOfTheLineComeFirst)
 {
-    EXPECT_EQ(parse({"--mash", "-i", "a.wav"}).outcome.status, 1);
-    EXPECT_EQ(parseOptionsOnly({"--mash", "--taps", "7"}).text, "TAPS must be even and >= 512.\n");
+    EXPECT_EQ(parse({"--lufs", "-14", "-i", "a.wav"}).outcome.status, 1);
+    EXPECT_EQ(parseOptionsOnly({"--record", "--taps", "7"}).text, "TAPS must be even and >= 512.\n");
 }
 
 TEST(NotBuilt, ContainersByExtensionAndModesWithoutFiles)

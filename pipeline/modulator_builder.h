@@ -1,0 +1,26 @@
+// The one-bit modulator that the settings choose.
+#pragma once
+
+#include "engine/base/reporter.h"
+#include "engine/base/settings.h"
+#include "modulator/one_bit_stage.h"
+#include "pipeline/kernel/kernel_table.h"
+#include "pipeline/parallel/worker_pool.h"
+
+#include <memory>
+
+namespace tesk {
+
+/// Whether an option names a modulator; otherwise the order-15 profile is taken.
+bool choosesModulator(const ConversionSettings& settings);
+
+/// Whether the chosen one is the direct-form noise shaper (-o).
+bool choosesDirectForm(const ConversionSettings& settings);
+
+/// Designs it and prints what was chosen. Throws std::invalid_argument, with the user's text, for a design that cannot
+/// be.
+std::unique_ptr<modulator::OneBitStage> makeModulator(const ConversionSettings& settings,
+                                                      const kernel::KernelTable& kernels, parallel::WorkerPool& pool,
+                                                      Reporter& report);
+
+} // namespace tesk

@@ -1,0 +1,113 @@
+"""Filters and modulators by their options: what they leave in the stream, what they print, what they write."""
+import csv
+import io
+import subprocess
+import unittest
+import xml.etree.ElementTree as ElementTree
+
+from support import MEASURE, Case, run, shell_status
+
+
+def spectrum(path, hz):
+    """The measuring tool's row for a tone; None when the file is too short for it."""
+    out = subprocess.run([MEASURE, "dsd", path, "--csv", "--tone", str(hz), "--fft", "20", "--skip", "0.3"],
+                         capture_output=True, text=True, check=True)
+    return next(csv.DictReader(io.StringIO(out.stdout)))
+
+
+class Designs(Case):
+    def tone(self, seconds=1, level=-6, hz=1000):
+        subprocess.run([MEASURE, "tone", self.path("in.wav"), "--format", "f64", "--channels", "1", "--freq", str(hz),
+                        "--level", str(level), "--seconds", str(seconds)], check=True)
+
+    def stream(self, *options):
+        self.path("temp").mkdir(exist_ok=True)
+        for log in self.path("temp").iterdir():
+            log.unlink()
+        result = self.convert("-i", "in.wav", "out.dsf", *options)
+        return spectrum(self.path("out.dsf"), 1000), self.log() + result.stderr
+
+    def refused(self, status, text, *options):
+        result = run("-i", "in.wav", "out.dsf", *options, cwd=self.folder)
+        self.assertEqual(result.returncode, shell_status(status), result.stderr)
+        self.assertIn(text, result.stderr)
+
+    # The figures are those of loops simulated elsewhere, less two decibels.
+    def test_every_modulator_brings_the_tone_and_its_own_noise(self):
+        self.tone()
+        for options, snr in ((["-o", "3"], 61), (["-o", "5"], 91), (["-o", "7"], 121), (["-o", "9"], 126),
+                             (["--cifb"], 82), (["--cifb", "5"], 89), (["--cifb", "7"], 97), (["--cifb", "11"], 96),
+                             (["--mash"], 66), (["--mash", "421", "iir2"], 60), (["--mash", "222"], 40),
+                             (["--mash", "111"], 40), (["-o", "7", "--psy"], 100), (["-o", "5", "--mp-ns"], 85),
+                             (["-o", "5", "--mp-poles", "0.9", "0.8"], 80)):
+            row, said = self.stream(*options)
+            self.assertAlmostEqual(float(row["level_dbfs"]), -12.02, delta=0.05, msg=options)
+            self.assertGreater(float(row["snr_db"]), snr, options)
+            self.assertNotIn("overload", said)
+
+    def test_psychoacoustic_noise_is_heard_less(self):
+        self.tone()
+        for order in ("5", "7", "9"):
+            plain = float(self.stream("-o", order)[0]["noise_40phon_dbfs"])
+            for strategy, gain in (("conservative", 3), ("balanced", 6), ("aggressive", 6)):
+                row, said = self.stream("-o", order, "--psy", "--psy-strategy", strategy)
+                self.assertLess(float(row["noise_40phon_dbfs"]), plain - gain, (order, strategy))
+                self.assertIn("Psychoacoustic NTF coefficients injected", said)
+
+    def test_a_loop_that_does_not_hold_is_told_and_still_one_bit(self):
+        self.tone(level=-3)
+        row, said = self.stream("-o", "7", "-p", "0.5")
+        self.assertIn("a one-bit loop does not hold", said)
+        self.assertIn("the modulator ran away", said)
+        self.refused(-3, "Pole magnitude must be in [0.0, 1.0)", "-o", "5", "-p", "1")
+        self.refused(-3, "Zeros must be in [0.0, 1.0]", "-o", "5", "-z", "0.5", "1.5")
+        self.assertIn("act on the -o modulator only", self.stream("-z", "0.5")[1])
+
+    def test_filters_by_other_designs(self):
+        self.tone()
+        for options, line in ((["-m"], "Do MinMumPhase of Tesk"), (["--filter-type", "minphase"], "Do MinMumPhase of Tesk"),
+                              (["-a", "-gd", "16"], "Do Parks-McClellan algorithm of Tesk"),
+                              (["-a", "-t", "2048", "-gd", "16"], "Remez status : 0")):
+            row, said = self.stream("-os", "64", *options)
+            self.assertIn(line, said)
+            if "-a" in options:
+                self.assertNotIn("MinMumPhase", said)
+            else:
+                self.assertGreater(float(row["snr_db"]), 148)
+                self.assertAlmostEqual(float(row["level_dbfs"]), -12.19, delta=0.05)
+
+    def test_reports_stand_beside_the_output(self):
+        self.tone(seconds=0.2)
+        self.path("out").mkdir()
+        self.convert("-i", "in.wav", "out/x.dsf", "-log", "all", "-pdfrp")
+        self.assertEqual(sorted(p.name for p in self.path("out").iterdir()),
+                         ["FreqGain.txt", "filter_impulse.svg", "filter_magnitude.svg", "fir_coeff.txt",
+                          "freq_response.txt", "ntf.svg", "ntf_response.txt", "x.dsf", "x.report.pdf"])
+        text = subprocess.run(["pdftotext", "-layout", self.path("out/x.report.pdf"), "-"], capture_output=True, text=True,
+                              check=True).stdout
+        self.assertRegex(text, r"Modulator +sos-ef-noise-shaper")
+        self.assertRegex(text, r"Output +out/x.dsf")
+        for name in ("filter_impulse.svg", "filter_magnitude.svg", "ntf.svg"):
+            self.assertTrue(ElementTree.parse(self.path("out") / name).getroot().tag.endswith("svg"))
+        rows = (self.path("out") / "freq_response.txt").read_text().splitlines()
+        self.assertEqual((rows[0], len(rows)), ("Freq(Hz)\tMagnitude\tResponse(dB)", 513))
+
+    def test_a_polynomial_in_place_of_the_taps(self):
+        self.tone()
+        plain, _ = self.stream()
+        row, said = self.stream("--poly-auto", "--poly-save", "f.poly", "--poly-report")
+        self.assertAlmostEqual(float(row["snr_db"]), float(plain["snr_db"]), delta=2)
+        bits = self.path("out.dsf").read_bytes()
+        self.stream("--poly-load", "f.poly")
+        self.assertEqual(self.path("out.dsf").read_bytes(), bits, "the saved polynomial is the same filter")
+        self.path("out.dsf").write_bytes(b"precious")
+        for options in (["-b", "9"], ["-os", "128"]):
+            self.refused(-51, "f.poly", "--poly-load", "f.poly", *options)
+        self.path("junk.poly").write_text("no polynomial")
+        self.refused(-51, "junk.poly", "--poly-load", "junk.poly")
+        self.assertEqual(self.path("out.dsf").read_bytes(), b"precious")
+        self.assertIn("Smallest usable degree: ", self.stream("--poly", "--poly-degree", "16")[1])
+
+
+if __name__ == "__main__":
+    unittest.main()
