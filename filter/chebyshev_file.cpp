@@ -210,22 +210,6 @@ Result<ChebyshevFir, std::string> parseChebyshev(std::string_view text, const De
     return fir;
 }
 
-Status saveChebyshev(const std::string& path, const ChebyshevFir& fir, const DesignFingerprint& fingerprint,
-                     Reporter& reporter)
-{
-    const std::string text = formatChebyshev(fir, fingerprint);
-    std::FILE* file = platform::open_utf8(path.c_str(), "wb");
-    if (!file) {
-        reporter.error("Error : polynomial file \"%s\": %s\n", path.c_str(), platform::errorText(errno).c_str());
-        return DSD_ERROR_OUTPUT;
-    }
-    const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-    const bool closed = std::fclose(file) == 0;
-    if (written && closed) return {};
-    reporter.error("Error : polynomial file \"%s\": %s\n", path.c_str(), platform::errorText(errno).c_str());
-    return DSD_ERROR_WRITE;
-}
-
 Result<ChebyshevFir, PDM_ENCODING_STATUS> loadChebyshev(const std::string& path, const DesignFingerprint& expected,
                                                         Reporter& reporter)
 {

@@ -47,11 +47,6 @@ Result<ChebyshevFir, std::string> parseChebyshev(std::string_view text, const De
 /// The text with its checksum line, whatever it holds.
 std::string withChecksum(std::string text);
 
-/// DSD_ERROR_OUTPUT when the file cannot be created, DSD_ERROR_WRITE when it cannot be written, with the reason
-/// printed. What a failed write leaves behind is refused on loading.
-Status saveChebyshev(const std::string& path, const ChebyshevFir& fir, const DesignFingerprint& fingerprint,
-                     Reporter& reporter);
-
 /// DSD_ERROR_INPUT, with the reason printed, when the file cannot be read or is refused.
 Result<ChebyshevFir, PDM_ENCODING_STATUS> loadChebyshev(const std::string& path, const DesignFingerprint& expected,
                                                         Reporter& reporter);

@@ -235,7 +235,7 @@ public:
     PDM_ENCODING_STATUS run(int maxIterations, const StopFlag& stop)
     {
         if (grid_.x.size() < wish_.cosines() + 1) return PDM_REMEZ_TOO_FEW_EXTREMALS;
-        start(maxIterations, stop);
+        if (!start(maxIterations, stop)) return kHostStopped;
         for (int iteration = 0; iteration < maxIterations; ++iteration) {
             fit();
             if (!measure(stop)) return kHostStopped;
@@ -272,17 +272,21 @@ public:
 private:
     /// Evenly spread points would leave a long filter so small a deviation between so large errors that the first
     /// rounds drown in rounding; a rougher task's answer is near already, and saves most of the rounds.
-    void start(int maxIterations, const StopFlag& stop)
+    /// False when the host wants to stop.
+    bool start(int maxIterations, const StopFlag& stop)
     {
         const std::size_t r = wish_.cosines();
         if (r > kMostEvenStart) {
             Exchange rougher(wish_.rougher());
-            if (rougher.run(maxIterations, stop) == DSD_SUCCESS) {
+            const PDM_ENCODING_STATUS status = rougher.run(maxIterations, stop);
+            if (status == kHostStopped) return false;
+            if (status == DSD_SUCCESS) {
                 extremals_ = startFrom(rougher.extremals_, rougher.grid_, grid_, r + 1);
-                return;
+                return true;
             }
         }
         for (std::size_t i = 0; i <= r; ++i) extremals_.push_back(i * (grid_.x.size() - 1) / r);
+        return true;
     }
 
     /// The curve whose error is ±deviation at the extremals in turn. One more node than cosines is the condition that

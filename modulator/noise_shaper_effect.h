@@ -10,6 +10,9 @@ namespace tesk::modulator {
 /// which leave the least noise in an evenly weighted band. Source: R. Schreier, IEEE Trans. CAS II, August 1993.
 std::vector<double> zerosForOrder(int order, const std::vector<double>& given);
 
+inline constexpr const char* kDirectFormAdvice =
+    "take a pole nearer to 1 or a lower order, or convert it again with --headroom auto";
+
 /// The level up to which a design of so many sections holds, dBFS. Measured with sines of 20 Hz to 15 kHz and noise, 56
 /// million samples each, at DSD64, 128 and 256 and the default poles: orders 7 and 9 were seen to run away at 0 dBFS
 /// and not at −0.5.
@@ -33,6 +36,7 @@ public:
     {
     }
     const char* name() const override { return "noise-shaper"; }
+    const char* overloadAdvice() const override { return tesk::modulator::kDirectFormAdvice; }
     double overloadOnsetDbfs() const override
     {
         return tesk::modulator::directFormOnset(noiseTransferFunction().size());
@@ -48,6 +52,7 @@ public:
     {
     }
     const char* name() const override { return "cifb-noise-shaper"; }
+    const char* overloadAdvice() const override { return tesk::modulator::kDirectFormAdvice; }
     double overloadOnsetDbfs() const override
     {
         return tesk::modulator::directFormOnset(noiseTransferFunction().size());

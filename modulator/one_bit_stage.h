@@ -26,6 +26,8 @@ public:
     virtual std::vector<kernel::Sos> noiseTransferFunction() const { return {}; }
     /// Level of a low tone in the decisions over its level at the stage's input.
     virtual double signalGain() const = 0;
+    /// What to do about overload, as the end of a sentence.
+    virtual const char* overloadAdvice() const { return "convert it again with --headroom auto"; }
     /// The level in dBFS up to which steady sines never needed a rescue; above 0 for a modulator that takes full
     /// scale.
     virtual double overloadOnsetDbfs() const = 0;

@@ -14,7 +14,6 @@ namespace {
 
 using std::numbers::pi;
 
-constexpr double kBandEdgeHz = 22050;
 constexpr std::size_t kGridPoints = 4096;
 constexpr double kDefaultPole = 0.85;
 constexpr double kErrorPower = 1.0 / 3;
@@ -27,14 +26,14 @@ struct Band {
     double share;               ///< a point's part of 0 … half the sample rate
 };
 
-Band bandOf(int oversampling, const EqualLoudnessContour* contour)
+Band bandOf(int oversampling, double edgeHz, const EqualLoudnessContour* contour)
 {
     Band band{{}, {}, 1.0 / oversampling / static_cast<double>(kGridPoints)};
     for (std::size_t i = 0; i < kGridPoints; ++i) {
         const double fraction = (static_cast<double>(i) + 0.5) / static_cast<double>(kGridPoints);
         const double half = std::sin(pi / 2 * fraction / oversampling);
         band.s.push_back(4 * half * half);
-        const double db = contour ? contour->levelDb(1000) - contour->levelDb(fraction * kBandEdgeHz) : 0.0;
+        const double db = contour ? contour->levelDb(1000) - contour->levelDb(fraction * edgeHz) : 0.0;
         band.weight.push_back(std::pow(10.0, db / 10));
     }
     return band;
@@ -145,7 +144,8 @@ double peakOf(int order, PsychoacousticStrategy strategy)
 
 } // namespace
 
-PsychoacousticNtf designPsychoacousticNtf(int order, double phon, PsychoacousticStrategy strategy, int oversampling)
+PsychoacousticNtf designPsychoacousticNtf(int order, double phon, PsychoacousticStrategy strategy, int oversampling,
+                                          double bandEdgeHz)
 {
     if (order < 3 || order > 9 || order % 2 == 0)
         throw std::invalid_argument("Psychoacoustic order must be 3, 5, 7 or 9");
@@ -154,7 +154,7 @@ PsychoacousticNtf designPsychoacousticNtf(int order, double phon, Psychoacoustic
     if (strategy < PsychoacousticStrategy::conservative || strategy > PsychoacousticStrategy::aggressive)
         throw std::invalid_argument("Psychoacoustic strategy must be 0, 1 or 2");
     const EqualLoudnessContour contour(phon);
-    const Band weighted = bandOf(oversampling, &contour), even = bandOf(oversampling, nullptr);
+    const Band weighted = bandOf(oversampling, bandEdgeHz, &contour), even = bandOf(oversampling, bandEdgeHz, nullptr);
 
     const double pole = poleForPeak(peakOf(order, strategy), order);
     const std::vector<double> poles(static_cast<std::size_t>(order), pole);

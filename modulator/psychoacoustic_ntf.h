@@ -25,7 +25,8 @@ struct PsychoacousticNtf {
 ///
 /// @param order         3, 5, 7 or 9
 /// @param phon          listening level of the contour, above 0 and at most 100
-/// @param oversampling  64 … 4096, of 44.1 kHz: the audio band ends at 22.05 kHz
+/// @param oversampling  64 … 4096, of twice the audio band
+/// @param bandEdgeHz    where that band ends: 22.05 kHz, or 24 kHz in the family of 48 kHz
 /// Throws std::invalid_argument with a fixed text.
 ///
 /// All zeros go below 15 kHz, and the noise above it rises. Decisions of orders 3, 5, 7 and 9 (40 phon, balanced, 64
@@ -36,6 +37,7 @@ struct PsychoacousticNtf {
 /// ∫ w·s·Π(s − s_i)²/|D|² dω is least when Π(s − s_i) is the orthogonal polynomial of the weight w·s/|D|², so the zeros
 /// are its roots: the optimum itself, without a search. For even weights they are those of Legendre's polynomials.
 /// Source: G. Szegő, Orthogonal Polynomials (1939), chapter 3.
-PsychoacousticNtf designPsychoacousticNtf(int order, double phon, PsychoacousticStrategy strategy, int oversampling);
+PsychoacousticNtf designPsychoacousticNtf(int order, double phon, PsychoacousticStrategy strategy, int oversampling,
+                                          double bandEdgeHz = 22050);
 
 } // namespace tesk::modulator

@@ -25,6 +25,10 @@ public:
 
     int order() const { return order_; }
     double peakDb() const { return peakDb_; }
+    const char* overloadAdvice() const override
+    {
+        return "convert it again with --headroom auto, or choose --sos-ef 11";
+    }
     double overloadOnsetDbfs() const override;
 
 private:

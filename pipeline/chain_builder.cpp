@@ -30,10 +30,9 @@ void appendLimiter(const ConversionSettings& s, const kernel::KernelTable& kerne
 
 } // namespace
 
-Result<const modulator::OneBitStage*, PDM_ENCODING_STATUS> buildChain(const ConversionSettings& settings, int inputBits,
-                                                                      const kernel::KernelTable& kernels,
-                                                                      parallel::WorkerPool& pool, Reporter& report,
-                                                                      EffectChain& chain)
+Result<const modulator::OneBitStage*, PDM_ENCODING_STATUS>
+buildChain(const ConversionSettings& settings, int inputBits, double dsdRate, const kernel::KernelTable& kernels,
+           parallel::WorkerPool& pool, Reporter& report, EffectChain& chain)
 {
     appendLimiter(settings, kernels, chain);
     if (inputBits <= 16 && !settings.disableInt16Shaper) {
@@ -45,7 +44,7 @@ Result<const modulator::OneBitStage*, PDM_ENCODING_STATUS> buildChain(const Conv
     if (settings.dither && choosesDirectForm(settings))
         chain.append(std::make_unique<DitherEffect>(DitherConfig(inputBits > 0 ? inputBits : 24, settings.ditherType)));
     try {
-        auto modulator = makeModulator(settings, kernels, pool, report);
+        auto modulator = makeModulator(settings, dsdRate, kernels, pool, report);
         const modulator::OneBitStage* stage = modulator.get();
         chain.append(std::move(modulator));
         return stage;

@@ -11,10 +11,9 @@
 namespace tesk {
 
 /// Appends the stages in their fixed order and prints a line for each choice. `inputBits` is the source's word
-/// length, 0 when unknown. Answers the modulator, which the chain owns.
-Result<const modulator::OneBitStage*, PDM_ENCODING_STATUS> buildChain(const ConversionSettings& settings, int inputBits,
-                                                                      const kernel::KernelTable& kernels,
-                                                                      parallel::WorkerPool& pool, Reporter& report,
-                                                                      p2p::effect::EffectChain& chain);
+/// length, 0 when unknown; `dsdRate` in Hz. Answers the modulator, which the chain owns.
+Result<const modulator::OneBitStage*, PDM_ENCODING_STATUS>
+buildChain(const ConversionSettings& settings, int inputBits, double dsdRate, const kernel::KernelTable& kernels,
+           parallel::WorkerPool& pool, Reporter& report, p2p::effect::EffectChain& chain);
 
 } // namespace tesk

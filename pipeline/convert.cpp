@@ -27,8 +27,8 @@ double secondsSince(Clock::time_point start) { return std::chrono::duration<doub
 Status buildStages(Pcm2pdm& job)
 {
     const PcmInfo& info = job.recording.info;
-    auto modulator =
-        buildChain(job.settings, info.isFloat ? 32 : info.bitsPerSample, job.kernels, job.pool, job.report, job.chain);
+    auto modulator = buildChain(job.settings, info.isFloat ? 32 : info.bitsPerSample, job.plan.dsdRate, job.kernels,
+                                job.pool, job.report, job.chain);
     Status status = modulator.status();
     if (modulator) {
         job.modulator = *modulator;

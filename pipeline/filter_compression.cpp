@@ -1,5 +1,6 @@
 #include "pipeline/filter_compression.h"
 
+#include "container/output_file.h"
 #include "filter/chebyshev_file.h"
 #include "filter/chebyshev_report.h"
 
@@ -17,6 +18,24 @@ Result<ChebyshevFir, PDM_ENCODING_STATUS> polynomialOf(const ConversionSettings&
     DegreeSearch search = searchDegree(fitter, kLeastAutoDegree, kAutoTargetDb);
     printSearch(search, kAutoTargetDb, report);
     return std::move(search.fir);
+}
+
+/// The file appears whole or not at all, and in the place of nothing that the run reads or writes.
+Status save(const Pcm2pdm& job, const ChebyshevFir& fir, const DesignFingerprint& fingerprint)
+{
+    const ConversionSettings& s = job.settings;
+    std::vector<std::string> others = s.inputs;
+    if (job.metadata.coverPath) others.push_back(*job.metadata.coverPath);
+    others.push_back(s.outputPath);
+    std::string why = s.polySavePath == s.outputPath ? "it is the output" : outputObstacle(s.polySavePath, others);
+    OutputFile file;
+    const std::string text = formatChebyshev(fir, fingerprint);
+    if (why.empty() && file.open(s.polySavePath, why) && std::fwrite(text.data(), 1, text.size(), file.stream()) > 0 &&
+        file.commit(why))
+        return {};
+    job.report.error("Error : polynomial file \"%s\": %s\n", s.polySavePath.c_str(),
+                     why.empty() ? "it cannot be written" : why.c_str());
+    return DSD_ERROR_OUTPUT;
 }
 
 } // namespace
@@ -41,7 +60,7 @@ Status compressFilter(const Pcm2pdm& job, const FilterPlan& plan, std::vector<do
                     fir->coefficients.size(), fir->taps, 20 * std::log10(deviation));
     if (s.polyReport) printChebyshev(compareChebyshev(taps, fitted, *fir, plan), job.report);
     if (!s.polySavePath.empty())
-        if (Status status = saveChebyshev(s.polySavePath, *fir, fingerprint, job.report); !status) return status;
+        if (Status status = save(job, *fir, fingerprint); !status) return status;
     if (isUsable(deviation))
         taps = std::move(fitted);
     else

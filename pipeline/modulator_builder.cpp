@@ -19,6 +19,7 @@ using modulator::UnifiedNoiseShaper;
 
 constexpr int kDefaultOrder = 15;
 constexpr int kPeakPoints = 4000;
+constexpr int kLoudestPhon = 100;
 constexpr double kLoudestPeakDb = 6.0; // beyond, no one-bit loop of this kind was seen to hold
 
 using Stage = std::unique_ptr<modulator::OneBitStage>;
@@ -26,9 +27,10 @@ using Stage = std::unique_ptr<modulator::OneBitStage>;
 /// One choice of modulator, with what its makers need.
 class Choice {
 public:
-    Choice(const ConversionSettings& settings, const kernel::KernelTable& kernels, parallel::WorkerPool& pool,
-           Reporter& report)
-        : s_(settings), kernels_(kernels), pool_(pool), report_(report)
+    Choice(const ConversionSettings& settings, double dsdRate, const kernel::KernelTable& kernels,
+           parallel::WorkerPool& pool, Reporter& report)
+        : s_(settings), bandEdgeHz_(dsdRate / (2 * settings.oversampling)), kernels_(kernels), pool_(pool),
+          report_(report)
     {
     }
 
@@ -66,7 +68,8 @@ private:
     {
         const UnifiedNoiseShaper design = noiseTransferFunction();
         const double peak = modulator::measureNtfPeak(design.sections(), kPeakPoints);
-        report_.line("Report", "DF2 modulator: order %d, NTF peak %.2f dB\n", design.order(), peak);
+        report_.line("Report", "DF2 modulator: order %d, poles from %.4f, NTF peak %.2f dB\n", design.order(),
+                     *std::min_element(design.poles().begin(), design.poles().end()), peak);
         if (peak > kLoudestPeakDb)
             report_.warning(
                 "this noise transfer function peaks at %.2f dB; above %.0f dB a one-bit loop does not hold. "
@@ -77,7 +80,7 @@ private:
         return std::make_unique<CifbNoiseShaperEffect>(design, kernels_, pool_);
     }
 
-    bool usesPoleList() const { return !s_.multiPoles.empty() && !s_.singlePole; }
+    bool usesPoleList() const { return !s_.multiPoles.empty() && !s_.singlePole && !s_.psychoacoustic; }
 
     /// Zeros and poles, by what was asked for: a psychoacoustic design, a list of poles, spread poles, a single pole.
     UnifiedNoiseShaper noiseTransferFunction() const
@@ -98,10 +101,14 @@ private:
 
     UnifiedNoiseShaper psychoacoustic() const
     {
+        const double phon = std::min(s_.psyPhon, kLoudestPhon);
+        if (s_.psyPhon > kLoudestPhon)
+            report_.warning("no contour is known above %d phon; that one is taken\n", kLoudestPhon);
         const auto design = modulator::designPsychoacousticNtf(
-            s_.order, s_.psyPhon, static_cast<modulator::PsychoacousticStrategy>(s_.psyStrategy), s_.oversampling);
+            s_.order, phon, static_cast<modulator::PsychoacousticStrategy>(s_.psyStrategy), s_.oversampling,
+            bandEdgeHz_);
         report_.line("Report", "Psychoacoustic NTF coefficients injected (order %d, phon=%.1f, strategy=%d)\n",
-                     s_.order, static_cast<double>(s_.psyPhon), s_.psyStrategy);
+                     s_.order, phon, s_.psyStrategy);
         report_.line("Report", "Weighted noise: %.1f dB less than the plain design\n",
                      design.plainWeightedNoiseDb - design.weightedNoiseDb);
         return {design.zeros, design.poles, s_.oversampling};
@@ -129,6 +136,7 @@ private:
     }
 
     const ConversionSettings& s_;
+    double bandEdgeHz_; // 22.05 or 24 kHz
     const kernel::KernelTable& kernels_;
     parallel::WorkerPool& pool_;
     Reporter& report_;
@@ -146,10 +154,10 @@ bool choosesDirectForm(const ConversionSettings& s)
     return s.orderGiven && s.cifbOrder == 0 && !s.mash && s.sosEfOrder == 0;
 }
 
-Stage makeModulator(const ConversionSettings& settings, const kernel::KernelTable& kernels, parallel::WorkerPool& pool,
-                    Reporter& report)
+Stage makeModulator(const ConversionSettings& settings, double dsdRate, const kernel::KernelTable& kernels,
+                    parallel::WorkerPool& pool, Reporter& report)
 {
-    return Choice(settings, kernels, pool, report).make();
+    return Choice(settings, dsdRate, kernels, pool, report).make();
 }
 
 } // namespace tesk

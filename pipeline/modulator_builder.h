@@ -19,7 +19,8 @@ bool choosesDirectForm(const ConversionSettings& settings);
 
 /// Designs it and prints what was chosen. Throws std::invalid_argument, with the user's text, for a design that cannot
 /// be.
-std::unique_ptr<modulator::OneBitStage> makeModulator(const ConversionSettings& settings,
+/// @param dsdRate  Hz
+std::unique_ptr<modulator::OneBitStage> makeModulator(const ConversionSettings& settings, double dsdRate,
                                                       const kernel::KernelTable& kernels, parallel::WorkerPool& pool,
                                                       Reporter& report);
 

@@ -18,17 +18,8 @@ void reportOverload(const Pcm2pdm& job)
                                static_cast<unsigned long long>(o.restarts));
     }
     if (total == 0) return;
-    const bool bearsLoudMusic = job.modulator->overloadOnsetDbfs() > -1;
-    if (bearsLoudMusic) {
-        job.report.alert(
-            "the modulator ran away %llu times and was restarted, which can be heard: its poles and zeros do "
-            "not hold with this music; take a pole nearer to 1, a lower order, or --headroom auto\n",
-            static_cast<unsigned long long>(total));
-        return;
-    }
-    job.report.alert("the music was too loud for the modulator %llu times and is audibly noisier there; convert it "
-                     "again with --headroom auto, or choose --sos-ef 11\n",
-                     static_cast<unsigned long long>(total));
+    job.report.alert("the music was too loud for the modulator %llu times and is audibly noisier there; %s\n",
+                     static_cast<unsigned long long>(total), job.modulator->overloadAdvice());
 }
 
 } // namespace tesk

@@ -27,6 +27,8 @@ Facts factsOf(const Pcm2pdm& job, std::size_t taps, const std::vector<kernel::So
 {
     const StreamPlan& plan = job.plan;
     const PcmInfo& info = job.recording.info;
+    std::string stages;
+    for (const auto& stage : job.chain.stages()) stages += std::string(stage->name()) + "  ";
     Facts facts{{"Input", job.settings.inputs.front()},
                 {"Sound", format("%u channels, %u Hz, %s, %.3f s", plan.channels, plan.pcmRate,
                                  info.isFloat ? "float" : format("%d bit", info.bitsPerSample).c_str(),
@@ -35,9 +37,8 @@ Facts factsOf(const Pcm2pdm& job, std::size_t taps, const std::vector<kernel::So
                 {"One-bit rate", format("%.4f MHz, %u times the input's", plan.dsdRate / 1e6, plan.factor)},
                 {"Gain in front", format("%+.2f dB", 20 * std::log10(plan.inputGain))},
                 {"Filter", format("%zu taps, %zu per output", taps, job.phases->taps())},
-                {"Stages", ""},
+                {"Stages", stages},
                 {"Modulator", job.modulator->name()}};
-    for (const auto& stage : job.chain.stages()) facts[6].second += std::string(stage->name()) + "  ";
     if (!sections.empty())
         facts.emplace_back("NTF peak", format("%.2f dB", modulator::measureNtfPeak(sections, kPeakPoints)));
     const auto overloads = job.modulator->overloads();

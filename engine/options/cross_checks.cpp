@@ -113,10 +113,22 @@ void printWarnings(const ConversionSettings& s, Reporter& report)
                    "applies to PCM output.\n");
     if (!s.dxd && (s.quantizationRatio || !s.quantizationType.empty() || s.dxdSampleRate > 0))
         report.err("Warning: -qr, -qt and --dxd-samplerate act on the --dxd output only.\n");
-    const bool shaping = s.psychoacoustic || s.multiPole || !s.multiPoles.empty() || s.singlePole ||
-                         s.given.count("--pole") > 0 || s.given.count("--zero") > 0;
-    if (shaping && !(s.orderGiven && s.cifbOrder == 0 && !s.mash && s.sosEfOrder == 0))
+    const bool directForm = s.orderGiven && s.cifbOrder == 0 && !s.mash && s.sosEfOrder == 0;
+    const bool poles = s.multiPole || !s.multiPoles.empty() || s.singlePole;
+    const bool given = s.given.count("--zero") > 0 || (s.given.count("--pole") > 0 && s.pole <= 0);
+    if (!directForm && (s.psychoacoustic || poles || given))
         report.err("Warning: --psy, --mp-ns, --mp-poles, --single-pole, -p and -z act on the -o modulator only.\n");
+    if (directForm && s.psychoacoustic && (poles || !s.zeros.empty() || s.given.count("--pole") > 0))
+        report.err("Warning: --psy places zeros and poles itself; -z, -p, --mp-ns and --mp-poles are not used.\n");
+    if (!s.psychoacoustic && (s.given.count("--psy-phon") > 0 || s.given.count("--psy-strategy") > 0))
+        report.err("Warning: --psy-phon and --psy-strategy need --psy.\n");
+    if (s.remez && (!s.eqBands.empty() || s.minimumPhase || s.apodizingMode > 0 || s.windowType > 0 || s.beta > 0))
+        report.err("Warning: -a takes no equaliser, window, taper or minimum phase; -eq, -w, -b, --apo and -m are not "
+                   "used.\n");
+    if (s.remez && s.taps > 2048)
+        report.err("Warning: the exchange of -a takes long and may not converge beyond 2048 taps.\n");
+    if (s.dxd && (s.pdfReport || s.designLog == "ns"))
+        report.err("Warning: --dxd has no modulator; --pdf-report and --log ns are not used.\n");
     if (s.dxd && (s.dst || s.orderGiven || s.cifbOrder != 0 || s.sosEfOrder > 0 || s.mash))
         report.err("Warning: --dxd writes PCM; --dst and the choice of a modulator are not used.\n");
 }

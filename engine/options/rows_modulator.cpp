@@ -49,7 +49,9 @@ constexpr Option kModulator[] = {
                              "        Measured in-band noise: 3..11 improves monotonically\n"
                              "        (-42.7..-137.8 dBFS); 13..23 is non-monotone (15/17/21/23\n"
                              "        are worse than the current default); >=25 locks up.\n"}},
-    {.names = {"--poly"}, .destination = &S::poly, .help = "Chebyshev polynomial FIR compression [flag]"},
+    {.names = {"--poly"},
+     .destination = &S::poly,
+     .help = "Chebyshev polynomial FIR compression [flag]; --poly-auto finds the degree that it needs"},
     {.names = {"--poly-auto"}, .destination = &S::polyAuto, .help = "Search the degree, 16 to 1024 [flag]"},
     {.names = {"--poly-report"}, .destination = &S::polyReport, .help = "Report of the compression [flag]"},
     {.names = {"--poly-degree"},

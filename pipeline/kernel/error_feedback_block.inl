@@ -62,7 +62,7 @@ struct OneBitDecision {
             const __m256d twice = _mm256_mul_pd(upperBits(generator, k), _mm256_set1_pd(0x1p-52));
             const __m256d d = _mm256_mul_pd(_mm256_sub_pd(twice, one), _mm256_set1_pd(s.ditherAmplitude));
             const __m256d sum = _mm256_sub_pd(_mm256_add_pd(d, _mm256_loadu_pd(x + k)), _mm256_load_pd(u + k));
-            _mm256_store_pd(p.sum + k, sum);
+            _mm256_store_pd(p.sum + k, _mm256_add_pd(sum, _mm256_setzero_pd())); // no −0
             _mm256_store_pd(p.plus + k, _mm256_mul_pd(_mm256_sub_pd(_mm256_set1_pd(-1.0), d), g));
             _mm256_store_pd(p.minus + k, _mm256_mul_pd(_mm256_sub_pd(one, d), g));
         }

@@ -262,5 +262,13 @@ TEST(PoleSpread, TilesAListAndRefusesWhatIsNoPole)
         EXPECT_EQ(refusal([&] { (void)spreadPoles(bad, 3); }), "Pole magnitude must be in [0.0, 1.0)");
 }
 
+// The ear does not move with the sample rate.
+TEST(PsychoacousticNtf, ZerosStandAtTheSameFrequenciesInBothFamilies)
+{
+    const auto at44 = designPsychoacousticNtf(7, 40, Strategy::balanced, 64).zeros;
+    const auto at48 = designPsychoacousticNtf(7, 40, Strategy::balanced, 64, 24000).zeros;
+    for (std::size_t i = 0; i < at44.size(); ++i) EXPECT_NEAR(at48[i] * 24000 / (at44[i] * 22050), 1, 0.01) << i;
+}
+
 } // namespace
 } // namespace tesk::modulator

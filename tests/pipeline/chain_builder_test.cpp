@@ -10,7 +10,8 @@ namespace {
 std::string stages(const ConversionSettings& settings, int bits, CollectingReporter& report)
 {
     p2p::effect::EffectChain chain;
-    EXPECT_TRUE(buildChain(settings, bits, kernel::kernels(), parallel::WorkerPool::instance(), report, chain));
+    EXPECT_TRUE(
+        buildChain(settings, bits, 2822400, kernel::kernels(), parallel::WorkerPool::instance(), report, chain));
     std::string names;
     for (const auto& stage : chain.stages()) names += std::string(stage->name()) + " ";
     return names;
@@ -46,9 +47,10 @@ TEST(ChainBuilder, OneModulatorByItsOptions)
         {[](S& s) { s.cifbOrder = 12; }, "soft-limiter cifb ", ""},
         {[](S& s) { s.mash = true; }, "soft-limiter mash ", "topology 421, output stage fir2"},
         {[](S& s) { s.mash = s.dither = true; }, "soft-limiter mash ", ""},
-        {[](S& s) { s.orderGiven = true, s.order = 7; }, "soft-limiter noise-shaper ", "order 7, NTF peak 4.73 dB"},
+        {[](S& s) { s.orderGiven = true, s.order = 7; }, "soft-limiter noise-shaper ",
+         "order 7, poles from 0.8500, NTF peak 4.73 dB"},
         {[](S& s) { s.orderGiven = s.dither = true; }, "soft-limiter dither noise-shaper ",
-         "order 9, NTF peak 4.44 dB"},
+         "order 9, poles from 0.8893, NTF peak 4.44 dB"},
         {[](S& s) { s.orderGiven = s.dither = true, s.cifbOrder = 5; }, "soft-limiter cifb ", ""},
         {[](S& s) { s.orderGiven = s.psychoacoustic = true, s.order = 5; }, "soft-limiter noise-shaper ",
          "Psychoacoustic NTF coefficients injected (order 5, phon=40.0, strategy=1)"},
@@ -62,6 +64,8 @@ TEST(ChainBuilder, OneModulatorByItsOptions)
              s.orderGiven = true, s.order = 5, s.multiPoles = {0.8, -0.9};
          },
          "soft-limiter cifb-noise-shaper ", "CIFB multi-poles: 5 poles (0.800→0.800)"},
+        {[](S& s) { s.orderGiven = s.psychoacoustic = true, s.psyPhon = 200, s.multiPoles = {0.5}; },
+         "soft-limiter noise-shaper ", "order 9, phon=100.0, strategy=1"},
         {[](S& s) { s.orderGiven = s.singlePole = true, s.multiPoles = {0.8}; }, "soft-limiter noise-shaper ",
          "CIFB single-pole fallback: -0.850"},
     };
@@ -96,7 +100,8 @@ TEST(ChainBuilder, WhatCannotBeDesignedIsAStatus)
         row.choose(settings);
         CollectingReporter report;
         p2p::effect::EffectChain chain;
-        const auto built = buildChain(settings, 24, kernel::kernels(), parallel::WorkerPool::instance(), report, chain);
+        const auto built =
+            buildChain(settings, 24, 2822400, kernel::kernels(), parallel::WorkerPool::instance(), report, chain);
         EXPECT_EQ(built.status(), DSD_ERROR_UNSUPPORTED_ORDER);
         EXPECT_NE(report.text.find(row.says), std::string::npos) << report.text;
     }
