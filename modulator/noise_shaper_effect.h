@@ -28,14 +28,13 @@ namespace p2p::effect {
 ///
 /// which is y = x − (N/D)·(u − y). The same is computed in sections: in direct form K equal poles q magnify the history
 /// by (1 − q)^−K, and doubles would lose that many digits.
-class NoiseShaperEffect final : public tesk::modulator::ErrorFeedbackStage {
+class DirectFormStage : public tesk::modulator::ErrorFeedbackStage {
 public:
-    NoiseShaperEffect(const tesk::modulator::UnifiedNoiseShaper& design, const tesk::kernel::KernelTable& kernels,
-                      tesk::parallel::WorkerPool& pool)
+    DirectFormStage(const tesk::modulator::UnifiedNoiseShaper& design, const tesk::kernel::KernelTable& kernels,
+                    tesk::parallel::WorkerPool& pool)
         : ErrorFeedbackStage({design.sections(), tesk::modulator::kRestartingLoop}, kernels, pool)
     {
     }
-    const char* name() const override { return "noise-shaper"; }
     const char* overloadAdvice() const override { return tesk::modulator::kDirectFormAdvice; }
     double overloadOnsetDbfs() const override
     {
@@ -43,20 +42,18 @@ public:
     }
 };
 
-/// The same loop for poles that the user gives one by one.
-class CifbNoiseShaperEffect final : public tesk::modulator::ErrorFeedbackStage {
+/// All poles at one place, spread, or placed with the zeros.
+class NoiseShaperEffect final : public DirectFormStage {
 public:
-    CifbNoiseShaperEffect(const tesk::modulator::UnifiedNoiseShaper& design, const tesk::kernel::KernelTable& kernels,
-                          tesk::parallel::WorkerPool& pool)
-        : ErrorFeedbackStage({design.sections(), tesk::modulator::kRestartingLoop}, kernels, pool)
-    {
-    }
+    using DirectFormStage::DirectFormStage;
+    const char* name() const override { return "noise-shaper"; }
+};
+
+/// Poles that the user gives one by one.
+class CifbNoiseShaperEffect final : public DirectFormStage {
+public:
+    using DirectFormStage::DirectFormStage;
     const char* name() const override { return "cifb-noise-shaper"; }
-    const char* overloadAdvice() const override { return tesk::modulator::kDirectFormAdvice; }
-    double overloadOnsetDbfs() const override
-    {
-        return tesk::modulator::directFormOnset(noiseTransferFunction().size());
-    }
 };
 
 } // namespace p2p::effect

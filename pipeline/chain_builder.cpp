@@ -41,7 +41,7 @@ buildChain(const ConversionSettings& settings, int inputBits, double dsdRate, co
         chain.append(std::make_unique<Int16NoiseShaperEffect>(order, pole, kernels, pool));
         report.line("Report", "Int16 NS: activated (order=%d, pole=%.3f)\n", order, pole);
     }
-    if (settings.dither && choosesDirectForm(settings))
+    if (settings.dither && settings.usesDirectForm())
         chain.append(std::make_unique<DitherEffect>(DitherConfig(inputBits > 0 ? inputBits : 24, settings.ditherType)));
     try {
         auto modulator = makeModulator(settings, dsdRate, kernels, pool, report);

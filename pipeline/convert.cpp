@@ -16,6 +16,7 @@
 
 #include <chrono>
 #include <new>
+#include <optional>
 
 namespace tesk {
 namespace {
@@ -99,8 +100,8 @@ void encode(Pcm2pdm& job)
     ConversionBlockState state(job, output->writer());
     ResidualObserver residual(job);
     state.observers.push_back(&residual);
-    QualityObserver quality(job, job.prototype);
-    if (wantsQualityReport(job)) state.observers.push_back(&quality);
+    std::optional<QualityObserver> quality; // its buffer is large
+    if (wantsQualityReport(job)) state.observers.push_back(&quality.emplace(job));
     runBlockLoop(job, state);
 
     if (job.status.value() == kHostStopped) {

@@ -36,10 +36,10 @@ public:
 
     Stage make() const
     {
-        if (s_.sosEfOrder > 0 || !choosesModulator(s_)) return sosEf();
+        if (s_.sosEfOrder > 0) return sosEf();
         if (s_.cifbOrder != 0) return std::make_unique<CifbEffect>(s_.cifbOrder, kernels_, pool_);
         if (s_.mash) return mash();
-        return directForm();
+        return s_.usesDirectForm() ? directForm() : sosEf();
     }
 
 private:
@@ -143,16 +143,6 @@ private:
 };
 
 } // namespace
-
-bool choosesModulator(const ConversionSettings& s)
-{
-    return s.orderGiven || s.cifbOrder != 0 || s.mash || s.sosEfOrder > 0;
-}
-
-bool choosesDirectForm(const ConversionSettings& s)
-{
-    return s.orderGiven && s.cifbOrder == 0 && !s.mash && s.sosEfOrder == 0;
-}
 
 Stage makeModulator(const ConversionSettings& settings, double dsdRate, const kernel::KernelTable& kernels,
                     parallel::WorkerPool& pool, Reporter& report)

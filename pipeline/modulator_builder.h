@@ -11,12 +11,6 @@
 
 namespace tesk {
 
-/// Whether an option names a modulator; otherwise the order-15 profile is taken.
-bool choosesModulator(const ConversionSettings& settings);
-
-/// Whether the chosen one is the direct-form noise shaper (-o).
-bool choosesDirectForm(const ConversionSettings& settings);
-
 /// Designs it and prints what was chosen. Throws std::invalid_argument, with the user's text, for a design that cannot
 /// be.
 /// @param dsdRate  Hz

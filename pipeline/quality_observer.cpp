@@ -23,7 +23,7 @@ std::uint64_t segmentOf(const StreamPlan& plan)
 }
 
 /// Everything that was settled and counted, in the order of the way through the engine.
-Facts factsOf(const Pcm2pdm& job, std::size_t taps, const std::vector<kernel::Sos>& sections)
+Facts factsOf(const Pcm2pdm& job, const std::vector<kernel::Sos>& sections)
 {
     const StreamPlan& plan = job.plan;
     const PcmInfo& info = job.recording.info;
@@ -36,7 +36,7 @@ Facts factsOf(const Pcm2pdm& job, std::size_t taps, const std::vector<kernel::So
                 {"Output", job.settings.outputPath},
                 {"One-bit rate", format("%.4f MHz, %u times the input's", plan.dsdRate / 1e6, plan.factor)},
                 {"Gain in front", format("%+.2f dB", 20 * std::log10(plan.inputGain))},
-                {"Filter", format("%zu taps, %zu per output", taps, job.phases->taps())},
+                {"Filter", format("%zu taps, %zu per output", job.prototype.size(), job.phases->taps())},
                 {"Stages", stages},
                 {"Modulator", job.modulator->name()}};
     if (!sections.empty())
@@ -60,7 +60,7 @@ std::vector<analysis::Point> pointsOf(const analysis::Spectrum& spectrum)
 
 } // namespace
 
-QualityObserver::QualityObserver(const Pcm2pdm& job, std::vector<double> taps) : job_(job), taps_(std::move(taps))
+QualityObserver::QualityObserver(const Pcm2pdm& job) : job_(job)
 {
     const std::uint64_t all = job.plan.totalFrames * job.plan.factor;
     first_ = (all - std::min(all, segmentOf(job.plan))) / 2;
@@ -81,8 +81,8 @@ void QualityObserver::report(Reporter& reporter)
     const std::vector<kernel::Sos> sections = job_.modulator->noiseTransferFunction();
     analysis::QualityReport report;
     report.title = "Conversion report";
-    report.facts = factsOf(job_, taps_.size(), sections);
-    report.filter = {taps_, static_cast<double>(job_.plan.pcmRate), static_cast<int>(job_.plan.factor)};
+    report.facts = factsOf(job_, sections);
+    report.filter = {job_.prototype, static_cast<double>(job_.plan.pcmRate), static_cast<int>(job_.plan.factor)};
     report.ntf = {sections, static_cast<double>(job_.plan.dsdRate)};
     const std::size_t whole = std::bit_floor(kept_.size());
     if (whole >= kFewestDecisions)

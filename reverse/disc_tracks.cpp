@@ -10,12 +10,11 @@
 namespace tesk {
 namespace {
 
-constexpr std::uint32_t kFramesPerSecond = 75;
-
 std::string timeText(std::uint32_t frames)
 {
-    const std::uint32_t seconds = frames / kFramesPerSecond;
-    return format("%3u:%02u.%02u", seconds / 60, seconds % 60, frames % kFramesPerSecond * 100 / kFramesPerSecond);
+    const std::uint32_t seconds = frames / kSacdFramesPerSecond;
+    return format("%3u:%02u.%02u", seconds / 60, seconds % 60,
+                  frames % kSacdFramesPerSecond * 100 / kSacdFramesPerSecond);
 }
 
 /// Without what some file system or shell reads as something else.

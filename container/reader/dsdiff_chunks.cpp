@@ -61,7 +61,6 @@ void readDsdiffProperties(ByteSource& file, const DsdiffChunk& prop, std::uint64
         if (chunk->id == "FS  " && chunk->size >= 4) properties.sampleRate = number(*chunk, 4);
         if (chunk->id == "CHNL" && chunk->size >= 2) readChannels(file, *chunk, properties);
         if (chunk->id == "CMPR" && chunk->size >= 4) properties.compression = lettersAt(file, chunk->dataOffset);
-        if (chunk->id == "LSCO" && chunk->size >= 2) properties.loudspeakers = number(*chunk, 2);
         at = chunk->next();
     }
 }

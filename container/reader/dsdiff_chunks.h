@@ -27,7 +27,6 @@ struct DsdiffProperties {
     std::uint32_t sampleRate = 0, channels = 0; ///< Hz; 0 where the file has none
     std::vector<std::string> channelIds;        ///< at most `channels`; a file may leave them out
     std::string compression;                    ///< "DSD ", "DST ", or empty
-    std::uint32_t loudspeakers = 65535;         ///< configuration; 65535: undefined
 };
 
 /// Reads a "PROP" chunk of type "SND ", as far as it stands in front of `end`.

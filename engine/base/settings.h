@@ -248,6 +248,8 @@ struct ConversionSettings {
     std::string recordDsdMode; ///< "dop" or "native"
     bool listDevices = false;
 
+    /// Whether -o names the modulator, and no option that goes before it.
+    bool usesDirectForm() const { return orderGiven && cifbOrder == 0 && !mash && sosEfOrder == 0; }
     /// Whether the tracks of a CUE sheet are asked for.
     bool usesCueSheet() const
     {

@@ -113,12 +113,11 @@ void printWarnings(const ConversionSettings& s, Reporter& report)
                    "applies to PCM output.\n");
     if (!s.dxd && (s.quantizationRatio || !s.quantizationType.empty() || s.dxdSampleRate > 0))
         report.err("Warning: -qr, -qt and --dxd-samplerate act on the --dxd output only.\n");
-    const bool directForm = s.orderGiven && s.cifbOrder == 0 && !s.mash && s.sosEfOrder == 0;
     const bool poles = s.multiPole || !s.multiPoles.empty() || s.singlePole;
     const bool given = s.given.count("--zero") > 0 || (s.given.count("--pole") > 0 && s.pole <= 0);
-    if (!directForm && (s.psychoacoustic || poles || given))
+    if (!s.usesDirectForm() && (s.psychoacoustic || poles || given))
         report.err("Warning: --psy, --mp-ns, --mp-poles, --single-pole, -p and -z act on the -o modulator only.\n");
-    if (directForm && s.psychoacoustic && (poles || !s.zeros.empty() || s.given.count("--pole") > 0))
+    if (s.usesDirectForm() && s.psychoacoustic && (poles || !s.zeros.empty() || s.given.count("--pole") > 0))
         report.err("Warning: --psy places zeros and poles itself; -z, -p, --mp-ns and --mp-poles are not used.\n");
     if (!s.psychoacoustic && (s.given.count("--psy-phon") > 0 || s.given.count("--psy-strategy") > 0))
         report.err("Warning: --psy-phon and --psy-strategy need --psy.\n");
