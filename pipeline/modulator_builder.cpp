@@ -39,7 +39,8 @@ public:
         if (s_.sosEfOrder > 0) return sosEf();
         if (s_.cifbOrder != 0) return std::make_unique<CifbEffect>(s_.cifbOrder, kernels_, pool_);
         if (s_.mash) return mash();
-        return s_.usesDirectForm() ? directForm() : sosEf();
+        if (s_.usesDirectForm()) return directForm();
+        return sosEf();
     }
 
 private:
