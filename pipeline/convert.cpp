@@ -1,6 +1,7 @@
 #include "pipeline/convert.h"
 
 #include "input/tags/input_tags.h"
+#include "pipeline/adaptive_choice.h"
 #include "pipeline/block_loop.h"
 #include "pipeline/chain_builder.h"
 #include "pipeline/design_reports.h"
@@ -78,6 +79,7 @@ Status prepare(Pcm2pdm& job)
     if (Status status = loadSource(job); !status) return status;
     if (Status status = checkDst(job); !status) return status;
     settleReplayGain(job);
+    if (Status status = settleAdaptiveChoice(job); !status) return status;
     if (Status status = designOversamplingFilter(job); !status) return status;
     if (Status status = buildStages(job); !status) return status;
     reportNoiseTransferFunction(job);

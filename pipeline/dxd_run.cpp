@@ -5,6 +5,7 @@
 #include "engine/base/progress.h"
 #include "engine/base/report.h"
 #include "input/tags/input_tags.h"
+#include "pipeline/adaptive_choice.h"
 #include "pipeline/block_loop.h"
 #include "pipeline/conversion_block.h"
 #include "pipeline/dxd_output.h"
@@ -53,6 +54,7 @@ private:
         if (job_.settings.metadataFromInput) read_input_tags(job_.settings.inputs.front(), job_.metadata, job_.report);
         if (Status status = loadSource(job_); !status) return status;
         settleReplayGain(job_);
+        if (Status status = settleAdaptiveChoice(job_); !status) return status;
         if (Status status = designOversamplingFilter(job_); !status) return status;
         target_.format.sampleRate = job_.plan.dsdRate;
         target_.format.channels = job_.plan.channels;

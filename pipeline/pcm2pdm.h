@@ -85,7 +85,7 @@ struct Pcm2pdm {
     {
     }
 
-    const ConversionSettings& settings;
+    ConversionSettings settings; ///< as given; settleAdaptiveChoice() alone fills in what was left open
     const JobEnvironment& environment;
     const JobPiece& piece;
     Reporter& report;

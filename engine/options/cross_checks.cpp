@@ -119,6 +119,7 @@ void printWarnings(const ConversionSettings& s, Reporter& report)
         report.err("Warning: --psy, --mp-ns, --mp-poles, --single-pole, -p and -z act on the -o modulator only.\n");
     if (s.usesDirectForm() && s.psychoacoustic && (poles || !s.zeros.empty() || s.given.count("--pole") > 0))
         report.err("Warning: --psy places zeros and poles itself; -z, -p, --mp-ns and --mp-poles are not used.\n");
+    if (s.musicType > 0 && !s.adaptive) report.err("Warning: --music-type needs --adaptive.\n");
     if (!s.psychoacoustic && (s.given.count("--psy-phon") > 0 || s.given.count("--psy-strategy") > 0))
         report.err("Warning: --psy-phon and --psy-strategy need --psy.\n");
     if (s.remez && (!s.eqBands.empty() || s.minimumPhase || s.apodizingMode > 0 || s.windowType > 0 || s.beta > 0))

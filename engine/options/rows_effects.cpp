@@ -7,7 +7,6 @@ namespace {
 
 using S = ConversionSettings;
 
-constexpr const char* kAdaptive = "the adaptive chain is not built yet";
 constexpr const char* kHarmonics = "the harmonic exciter is not built yet";
 constexpr const char* kReports = "the analysis reports are not built yet";
 constexpr const char* kLoudness = "loudness normalisation is not built yet";
@@ -57,17 +56,18 @@ constexpr Option kApodizingRows[] = {
 };
 
 constexpr Option kAdaptiveRows[] = {
-    {.names = {"--adaptive"}, .destination = &S::adaptive, .help = "Adaptive chain [flag]", .unavailable = kAdaptive},
+    {.names = {"--adaptive"},
+     .destination = &S::adaptive,
+     .help = "Choose filter type, modulator and headroom by the music [flag]"},
     {.names = {"-mt", "--music-type"},
      .argument = "N",
      .kind = ValueKind::integer,
      .destination = &S::musicType,
      .range = {.minimum = 0, .aboveMinimum = true},
-     .help = "Music type of the adaptive chain",
+     .help = "Music type: 1 wide, 2 percussive, 3 dense, 4 narrow band",
      .messages = {.missing = "Musict type is NULL.\n",
                   .notNumber = "Musict type must be a number.\n",
-                  .invalid = "Musict type is must be over 0.\n"},
-     .unavailable = kAdaptive},
+                  .invalid = "Musict type is must be over 0.\n"}},
 };
 
 constexpr Option kLookaheadLimiter[] = {

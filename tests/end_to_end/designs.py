@@ -1,11 +1,12 @@
 """Filters and modulators by their options: what they leave in the stream, what they print, what they write."""
 import csv
 import io
+import random
 import subprocess
 import unittest
 import xml.etree.ElementTree as ElementTree
 
-from support import MEASURE, Case, run, shell_status
+from support import MEASURE, Case, run, shell_status, sine, wav
 
 
 def spectrum(path, hz):
@@ -82,6 +83,9 @@ class Designs(Case):
         self.tone(seconds=0.2)
         self.path("out").mkdir()
         self.convert("-i", "in.wav", "out/x.dsf", "-log", "all", "-pdfrp")
+        self.path("in.wav").rename(self.path("a\\b.wav"))
+        self.convert("-i", "a\\b.wav", "c\\d.dsf", "-log", "fir")  # no folder, an odd name
+        self.assertTrue(self.path("fir_coeff.txt").exists())
         self.assertEqual(sorted(p.name for p in self.path("out").iterdir()),
                          ["FreqGain.txt", "filter_impulse.svg", "filter_magnitude.svg", "fir_coeff.txt",
                           "freq_response.txt", "ntf.svg", "ntf_response.txt", "x.dsf", "x.report.pdf"])
@@ -113,6 +117,39 @@ class Designs(Case):
         self.refused(-51, "junk.poly", "--poly-load", "junk.poly")
         self.assertEqual(self.path("out.dsf").read_bytes(), b"precious")
         self.assertIn("Smallest usable degree: ", self.stream("--poly", "--poly-degree", "16")[1])
+
+    def test_the_adaptive_choice_is_that_of_its_options(self):
+        chance = random.Random(1)
+
+        def noise(seconds, level):
+            return [level * chance.uniform(-1, 1) for _ in range(int(seconds * 44100))]
+
+        quiet_then_loud = noise(5, 0.01) + noise(5, 0.5)
+        attacks = (noise(0.005, 0.9) + noise(0.495, 0.003)) * 8
+        chord = [sum(x) for x in zip(sine(44100, hz=300, level=0.4), sine(44100, hz=9000, level=0.1))]
+        for number, name, music, options in ((1, "wide", quiet_then_loud, []),
+                                             (2, "percussive", attacks, ["--filter-type", "minphase"]),
+                                             (3, "dense", noise(4, 0.99), ["-o", "9"]),
+                                             (4, "narrow band", chord, ["--filter-type", "slow"])):
+            wav(self.path("in.wav"), [music], bits=24)
+            self.convert("-i", "in.wav", "by_hand.dsf", "--headroom", "auto", *options)
+            expected = self.path("by_hand.dsf").read_bytes()
+            self.assertIn(f"music type {number}, {name}", self.stream("--adaptive")[1])
+            self.assertEqual(self.path("out.dsf").read_bytes(), expected, name)
+            wav(self.path("in.wav"), [chord], bits=24)
+            self.assertIn(f"music type {number}, {name}", self.stream("--adaptive", "--music-type", number)[1])
+
+    def test_the_adaptive_choice_keeps_what_was_asked_for(self):
+        self.tone()
+        said = self.stream("--adaptive", "--music-type", "3", "--cifb", "5", "-m", "--headroom", "1")[1]
+        self.assertIn("filter as asked, modulator as asked, headroom as asked", said)
+        bits = self.path("out.dsf").read_bytes()
+        self.stream("--cifb", "5", "-m", "--headroom", "1")
+        self.assertEqual(self.path("out.dsf").read_bytes(), bits)
+        self.assertIn("--music-type knows 1 to 4", self.stream("--adaptive", "-mt", "9")[1])
+        self.assertIn("--music-type needs --adaptive", self.stream("-mt", "1")[1])
+        self.convert("-i", "in.wav", "dxd.wav", "--dxd", "--adaptive")
+        self.assertIn("filter slow roll-off, modulator none, headroom auto", self.log())
 
 
 if __name__ == "__main__":
