@@ -14,6 +14,9 @@ constexpr std::uint64_t kCueRate = 44100; // of a sheet's positions, whatever th
 
 bool isSheet(const std::string& path) { return fileExtension(path) == "cue"; }
 
+/// The file name of a path in a sheet, which may come from a system with other separators.
+std::string bareName(const std::string& path) { return path.substr(path.find_last_of("/\\") + 1); }
+
 bool exists(const std::string& path) { return platform::fileKind(path) == platform::FileKind::regular; }
 
 Status refuse(Reporter& report, const std::string& why)
@@ -44,7 +47,7 @@ Status findRecording(const ConversionSettings& settings, const CuePlan& plan, co
     recording = recordingOfSheet(settings.inputs.front(), same ? sheet : other, error);
     if (recording.empty()) return refuse(report, error);
     const std::string& named = (same ? sheet : other).files.front();
-    if (recording.substr(folderOf(recording).size()) != named.substr(folderOf(named).size()))
+    if (bareName(recording) != bareName(named))
         report.alert("the CUE sheet's recording '%s' is not there; '%s' is taken\n", named.c_str(), recording.c_str());
     return {};
 }
@@ -153,9 +156,8 @@ std::string recordingOfSheet(const std::string& sheetPath, const CueSheet& sheet
     }
     const std::string& name = sheet.files.front();
     const std::string folder(folderOf(sheetPath));
-    // Sheets from other systems have separators that are none here.
     const std::array<std::string, 3> candidates = {name.front() == '/' ? name : folder + name,
-                                                   folder + name.substr(folderOf(name).size()), sheetPath};
+                                                   folder + bareName(name), sheetPath};
     for (const std::string& candidate : candidates)
         if (exists(candidate) && !isSheet(candidate)) return candidate;
     constexpr const char* kExtensions[] = {"flac", "wv",  "wav", "tta", "ape", "m4a",

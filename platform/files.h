@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace tesk::platform {
 
@@ -54,6 +55,9 @@ void copyPermissions(const std::string& model, const std::string& path);
 /// Replaces `to` by `from` in one step.
 bool renameOver(const std::string& from, const std::string& to);
 bool removeFile(const std::string& path);
+
+/// The characters that part the folders of a path.
+inline constexpr std::string_view kPathSeparators = "/";
 
 /// Bytes that a file's name may have, its folders not counted.
 std::size_t longestFileName();

@@ -1,9 +1,11 @@
 #include "engine/base/paths.h"
 
+#include "platform/files.h"
+
 namespace tesk {
 namespace {
 
-std::size_t nameStart(std::string_view path) { return path.find_last_of("/\\") + 1; }
+std::size_t nameStart(std::string_view path) { return path.find_last_of(platform::kPathSeparators) + 1; }
 
 /// Where the file name's last point stands; npos without one.
 std::size_t lastPoint(std::string_view path)
