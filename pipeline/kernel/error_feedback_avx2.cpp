@@ -13,8 +13,11 @@ namespace {
 
 /// u and state of the next block, in registers of four. Two running sums each, the even columns and the odd, so
 /// that no addition waits for the one before it.
+/// @tparam count  rows that are not always zero, the first ones
+template <int count>
 struct Rows {
-    __m256d sum[2][6];
+    static constexpr int kVectors = count / 4;
+    __m256d sum[2][kVectors];
     TESK_TARGET void clear()
     {
         for (auto& half : sum)
@@ -24,7 +27,7 @@ struct Rows {
     {
         const __m256d f = _mm256_broadcastsd_pd(factor);
         __m256d* s = sum[index % 2];
-        for (int k = 0; k < 6; ++k) s[k] = _mm256_fmadd_pd(_mm256_load_pd(column + 4 * k), f, s[k]);
+        for (int k = 0; k < kVectors; ++k) s[k] = _mm256_fmadd_pd(_mm256_load_pd(column + 4 * k), f, s[k]);
     }
     /// Keeps the compiler from putting the sums off until they are needed: they fill the time between decisions.
     TESK_TARGET void settle()
@@ -34,7 +37,7 @@ struct Rows {
     }
     TESK_TARGET void store(double* u, double* states) const
     {
-        for (int k = 0; k < 6; ++k)
+        for (int k = 0; k < kVectors; ++k)
             _mm256_store_pd(k < 2 ? u + 4 * k : states + 4 * (k - 2), _mm256_add_pd(sum[0][k], sum[1][k]));
     }
 };
@@ -45,10 +48,7 @@ struct Rows {
 
 TESK_TARGET void oneBitAvx2(const ErrorFeedbackLoop& loop, ErrorFeedbackState& state, double* x, std::size_t n)
 {
-    if (loop.integrators().empty())
-        blockLoop<OneBitDecision>(loop, state, x, n);
-    else
-        blockLoop<OneBitDecision, true>(loop, state, x, n);
+    oneBitLoop(loop, state, x, n);
 }
 
 TESK_TARGET void uniformAvx2(const ErrorFeedbackLoop& loop, ErrorFeedbackState& state, double* x, std::size_t n)

@@ -1,6 +1,6 @@
 // The block form of the error-feedback loop, written once and compiled once per vector level. The including
-// file defines TESK_TARGET (the function attribute of its level) and, in its own namespace, the type Rows: the
-// running product of the columns matrix.
+// file defines TESK_TARGET (the function attribute of its level) and, in its own namespace, the template Rows:
+// the running product of the columns matrix.
 //
 // Per block: eight samples in sequence, each followed by three columns of the product, two of the old state and
 // its own error's, and then the store. So the product fills the time in which a decision waits for its
@@ -130,12 +130,12 @@ TESK_TARGET inline void blockStep(const double* impulse, const Prepared& p, doub
     largest = _mm_max_sd(largest, magnitude(errors[I]));
 }
 
-/// What belongs to sample k of a block: two columns of the old state and the column of its error. Integrators have no
-/// more than 12 states.
-template <bool filtered = false>
-TESK_TARGET inline void addColumns(Rows& rows, const double* columns, const double* w, int k, __m128d error)
+/// What belongs to sample k of a block: two columns of the old state, of which `states` are in use, and the column of
+/// its error.
+template <int states, int count>
+TESK_TARGET inline void addColumns(Rows<count>& rows, const double* columns, const double* w, int k, __m128d error)
 {
-    if (!filtered || k < 6) {
+    if (2 * k < states) {
         rows.add(2 * k, columns + (2 * k) * kRows, _mm_load_sd(w + 2 * k));
         rows.add(2 * k + 1, columns + (2 * k + 1) * kRows, _mm_load_sd(w + 2 * k + 1));
     }
@@ -143,7 +143,8 @@ TESK_TARGET inline void addColumns(Rows& rows, const double* columns, const doub
 }
 
 /// What the block's inputs leave: first of all, for they wait for no decision.
-TESK_TARGET inline void addInputs(Rows& rows, const ErrorFeedbackLoop& loop, const double* inputs)
+template <int count>
+TESK_TARGET inline void addInputs(Rows<count>& rows, const ErrorFeedbackLoop& loop, const double* inputs)
 {
     for (int k = 0; k < kBlock; ++k) rows.add(k, loop.inputColumns() + k * kRows, _mm_load_sd(inputs + k));
 }
@@ -153,10 +154,10 @@ TESK_TARGET inline void addInputs(Rows& rows, const ErrorFeedbackLoop& loop, con
 {
     const double* w = state.w.data();
     const double* columns = loop.columns();
-    Rows rows;
+    Rows<kRows> rows;
     rows.clear();
     if (!loop.integrators().empty()) addInputs(rows, loop, state.inputs.data());
-    for (int k = 0; k < kBlock; ++k) addColumns(rows, columns, w, k, _mm_load_sd(w + kStates + k));
+    for (int k = 0; k < kBlock; ++k) addColumns<kStates>(rows, columns, w, k, _mm_load_sd(w + kStates + k));
     rows.store(state.u.data(), state.w.data());
     state.position = 0;
 }
@@ -197,9 +198,10 @@ template <class Decision>
     }
 }
 
+/// @tparam states    how many of the states are in use
 /// @tparam filtered  whether v holds the input filtered, as integrators do
-template <class Decision, bool filtered = false>
-TESK_TARGET void blockLoop(const ErrorFeedbackLoop& loop, ErrorFeedbackState& state, double* x, std::size_t n)
+template <class Decision, int states = kStates, bool filtered = false>
+[[gnu::noinline]] TESK_TARGET void blockLoop(const ErrorFeedbackLoop& loop, ErrorFeedbackState& state, double* x, std::size_t n)
 {
     const ErrorFeedbackSettings s = loop.settings();
     const __m128d threshold = _mm_set_sd(s.clipThreshold > 0 ? s.clipThreshold : HUGE_VAL);
@@ -216,7 +218,7 @@ TESK_TARGET void blockLoop(const ErrorFeedbackLoop& loop, ErrorFeedbackState& st
     alignas(32) double response[kBlock];
     if (filtered && i + kBlock <= n) filterInput(loop.inputImpulse(), x + i, response);
     for (; i + kBlock <= n; i += kBlock) {
-        Rows rows;
+        Rows<kBlock + states> rows;
         rows.clear();
         Prepared p;
         double* block = x + i;
@@ -230,7 +232,7 @@ TESK_TARGET void blockLoop(const ErrorFeedbackLoop& loop, ErrorFeedbackState& st
         __m128d errors[kBlock], largest = _mm_setzero_pd();
 #define TESK_STEP(I)                                                                                                   \
     blockStep<I, Decision>(impulse, p, s.step, errors, block, largest);                                                \
-    addColumns<filtered>(rows, columns, w, I, errors[I]);                                                              \
+    addColumns<states>(rows, columns, w, I, errors[I]);                                                              \
     rows.settle()
         TESK_STEP(0);
         TESK_STEP(1);
@@ -252,4 +254,15 @@ TESK_TARGET void blockLoop(const ErrorFeedbackLoop& loop, ErrorFeedbackState& st
     }
     singleSteps<Decision>(loop, state, x + i, n - i);
     state.restartIfBroken();
+}
+
+/// The integrators and the decision are a loop's states: up to seven and up to eleven of them.
+TESK_TARGET inline void oneBitLoop(const ErrorFeedbackLoop& loop, ErrorFeedbackState& state, double* x, std::size_t n)
+{
+    if (loop.integrators().empty())
+        blockLoop<OneBitDecision>(loop, state, x, n);
+    else if (loop.integrators().size() < 8)
+        blockLoop<OneBitDecision, 8, true>(loop, state, x, n);
+    else
+        blockLoop<OneBitDecision, 12, true>(loop, state, x, n);
 }

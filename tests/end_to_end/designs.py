@@ -63,6 +63,7 @@ class Designs(Case):
         self.refused(-3, "Pole magnitude must be in [0.0, 1.0)", "-o", "5", "-p", "1")
         self.refused(-3, "Zeros must be in [0.0, 1.0]", "-o", "5", "-z", "0.5", "1.5")
         self.assertIn("act on the -o modulator only", self.stream("-z", "0.5")[1])
+        self.assertIn("the last 1 of -z are not used", self.stream("-o", "3", "-z", "0.5", "0.6")[1])
 
     def test_filters_by_other_designs(self):
         self.tone()
