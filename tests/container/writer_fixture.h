@@ -38,10 +38,24 @@ inline std::uint8_t streamByte(std::uint32_t channel, std::uint64_t i)
     return static_cast<std::uint8_t>(((i + 1) * 0x9E3779B97F4A7C15 ^ channel * 0xD1B54A32D192ED03) >> 37);
 }
 
-/// Begins, feeds `total` bytes per channel in pieces, finishes; the first failure ends it. `reversed` puts the first
-/// sample into the low bit.
-inline Status run(DsdWriter& writer, const DsdStreamInfo& info, std::size_t total, std::size_t piece,
-                  const MetadataRecord& metadata, Reporter& report, bool reversed = false)
+/// Every field but the genre, which is given as empty.
+inline MetadataRecord allTags()
+{
+    MetadataRecord m;
+    m.title = "Überfahrt";
+    m.artist = "Trio";
+    m.album = "Hafen";
+    m.genre = "";
+    m.date = "1999";
+    m.comment = "odd";
+    m.track = 7;
+    return m;
+}
+
+/// Begins and feeds `total` bytes per channel in pieces; the first failure ends it. `reversed` puts the first sample
+/// into the low bit.
+inline Status feed(DsdWriter& writer, const DsdStreamInfo& info, std::size_t total, std::size_t piece,
+                   bool reversed = false)
 {
     Status status = writer.begin(info);
     for (std::size_t at = 0; at < total && status; at += piece) {
@@ -56,6 +70,13 @@ inline Status run(DsdWriter& writer, const DsdStreamInfo& info, std::size_t tota
         }
         status = writer.append(planar.data(), data[0].size());
     }
+    return status;
+}
+
+inline Status run(DsdWriter& writer, const DsdStreamInfo& info, std::size_t total, std::size_t piece,
+                  const MetadataRecord& metadata, Reporter& report, bool reversed = false)
+{
+    const Status status = feed(writer, info, total, piece, reversed);
     return status ? writer.finish(metadata, report) : status;
 }
 
@@ -111,8 +132,8 @@ private:
     bool seekable_;
 };
 
-/// What a disk that is full at every call in turn makes of ten blocks: the statuses, until a run is well.
-inline std::vector<int> fullDisk(const MakeWriter& make, const MetadataRecord& metadata)
+/// What a disk that is full at every call in turn makes of ten blocks: the statuses, until a run is well, and texts.
+inline std::vector<int> fullDisk(const MakeWriter& make, const MetadataRecord& metadata, std::string* texts = nullptr)
 {
     std::vector<int> statuses;
     for (Status status = DSD_ERROR; !status;) {
@@ -120,6 +141,7 @@ inline std::vector<int> fullDisk(const MakeWriter& make, const MetadataRecord& m
         CollectingReporter report;
         status = run(*make(sink, report, 2), {2, 2822400, 47040, 4704}, 47040, 4704, metadata, report);
         statuses.push_back(status.status());
+        if (texts) *texts += report.text;
     }
     return statuses;
 }
@@ -163,7 +185,6 @@ protected:
         for (const std::string& fact : facts) EXPECT_NE(found.find(fact), std::string::npos) << fact << found;
     }
 
-private:
     const std::filesystem::path folder_ =
         std::filesystem::temp_directory_path() /
         format("tesk-container-%d-%s", getpid(),

@@ -2,16 +2,10 @@
 #include "tests/dst/frame_maker.h"
 
 #include "container/dst/dst_decoder.h"
-#include "engine/base/byte_writer.h"
 #include "platform/cpu_features.h"
 
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
 #include <new>
 #include <sstream>
-#include <unistd.h>
 
 namespace {
 
@@ -108,7 +102,7 @@ TEST(DstDecoder, ReadsTheTwoKnownFrames)
 class RandomFrames {
 public:
     explicit RandomFrames(unsigned seed) : random_(seed) {}
-    unsigned upTo(unsigned most) { return static_cast<unsigned>(random_() % (std::uint64_t{most} + 1)); }
+    unsigned upTo(std::uint64_t most) { return static_cast<unsigned>(random_() % (most + 1)); }
     bool coin() { return upTo(1) == 1; }
 
     FrameSpec spec(std::uint32_t channels, std::uint32_t bytes, bool whole = false)
@@ -127,8 +121,8 @@ public:
         f.sameMapping = counts(f.filterSegments.lengths) == counts(f.ptableLengths()) && coin();
         const unsigned filters = map(f.filterSegments, counts(f.filterSegments.lengths));
         const unsigned ptables = f.sameMapping ? filters : map(f.ptableSegments, counts(f.ptableLengths()));
-        for (unsigned i = 0; i < filters; ++i) f.filters.push_back(set(1 + upTo(127), 3, -256, 255, 7));
-        for (unsigned i = 0; i < ptables; ++i) f.ptables.push_back(set(1 + upTo(63), 3, 1, 128, 7));
+        for (unsigned i = 0; i < filters; ++i) f.filters.push_back(set(1 + upTo(127), -256, 255));
+        for (unsigned i = 0; i < ptables; ++i) f.ptables.push_back(set(1 + upTo(63), 1, 128));
         for (SetSpec& p : f.ptables)
             if (p.values.size() == 1) p.values[0] = 128;
         for (std::uint32_t c = 0; c < channels; ++c) f.half.push_back(coin());
@@ -186,7 +180,7 @@ private:
         return tables;
     }
 
-    SetSpec set(unsigned length, int methods, int least, int most, unsigned lowBits)
+    SetSpec set(unsigned length, int least, int most)
     {
         SetSpec s;
         int value = 0;
@@ -196,9 +190,9 @@ private:
                          : std::clamp(value + static_cast<int>(upTo(20)) - 10, least, most);
             s.values.push_back(value);
         }
-        s.method = static_cast<int>(upTo(static_cast<unsigned>(methods))) - 1;
+        s.method = static_cast<int>(upTo(3)) - 1;
         if (s.method + 1 >= static_cast<int>(length)) s.method = -1;
-        s.lowBits = static_cast<int>(upTo(lowBits));
+        s.lowBits = static_cast<int>(upTo(7));
         return s;
     }
 
@@ -337,9 +331,7 @@ TEST(DstDecoder, SurvivesDamage)
             const Status status = decoder.decode({exact.get(), bytes.size()}, 1, out, report);
             ASSERT_EQ(status.ok(), report.text.empty());
             failed += !status.ok();
-            if (!status) {
-                ASSERT_EQ(out, Bytes(900, 0x69));
-            }
+            ASSERT_TRUE(status.ok() || out == Bytes(900, 0x69));
         };
         for (std::size_t size = 0; size < good.size(); ++size)
             attempt({good.begin(), good.begin() + static_cast<long>(size)});
@@ -349,11 +341,7 @@ TEST(DstDecoder, SurvivesDamage)
             bad[i / 8] ^= static_cast<std::uint8_t>(0x80 >> i % 8);
             attempt(bad);
         }
-        for (int i = 0; i < 100; ++i) {
-            Bytes noise(random.upTo(1200));
-            for (auto& b : noise) b = static_cast<std::uint8_t>(random.upTo(255));
-            attempt(noise);
-        }
+        for (unsigned i = 0; i < 100; ++i) attempt(randomBytes(random.upTo(1200), i));
         Bytes out(900);
         ASSERT_TRUE(decoder.decode(good, 1, out, report));
         EXPECT_EQ(out, sound);
@@ -461,60 +449,27 @@ TEST(DstSimd, FollowsProcessorVariableAndSwitch)
 
 // ---- another program
 
-Bytes chunk(const char* id, const Bytes& data)
-{
-    ByteWriter out(ByteOrder::big);
-    out.tag(id).u64(data.size()).raw(data);
-    if (data.size() % 2) out.u8(0);
-    return out.take();
-}
-
-Bytes dsdiff(std::uint32_t channels, std::uint32_t rate, bool dst, const Bytes& sound)
-{
-    ByteWriter layout(ByteOrder::big), compression(ByteOrder::big), properties(ByteOrder::big), form(ByteOrder::big);
-    layout.u16(static_cast<std::uint16_t>(channels));
-    for (std::uint32_t c = 0; c < channels; ++c) layout.tag(channels == 2 ? (c ? "SRGT" : "SLFT") : format("C%03u", c));
-    dst ? compression.tag("DST ").u8(11).tag("DST Encoded") : compression.tag("DSD ").u8(14).tag("not compressed");
-    properties.tag("SND ").raw(chunk("FS  ", ByteWriter(ByteOrder::big).u32(rate).take()));
-    properties.raw(chunk("CHNL", layout.take())).raw(chunk("CMPR", compression.take()));
-    form.tag("DSD ").raw(chunk("FVER", {1, 5, 0, 0})).raw(chunk("PROP", properties.take()));
-    return chunk("FRM8", form.raw(chunk(dst ? "DST " : "DSD ", sound)).take());
-}
-
-// It knows one segment per channel only, and plain frames not at all.
+// It knows one segment per channel only.
 TEST(DstDecoder, HearsWhatFfmpegHears)
 {
-    const auto folder = std::filesystem::temp_directory_path() / format("tesk-dst-%d", getpid());
-    std::filesystem::create_directories(folder);
-    const auto heard = [&](const char* name, const Bytes& file) {
-        const std::string path = (folder / name).string();
-        std::ofstream(path, std::ios::binary)
-            .write(reinterpret_cast<const char*>(file.data()), static_cast<std::streamsize>(file.size()));
-        EXPECT_EQ(std::system(("ffmpeg -nostdin -v error -y -i " + path + " -f f32le " + path + ".raw").c_str()), 0);
-        std::ifstream in(path + ".raw", std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(in), {});
-    };
     RandomFrames random(8);
     for (const std::uint32_t channels : {1u, 2u, 6u}) {
         const std::uint32_t rate = channels == 2 ? 2 * kDsd64 : kDsd64, bytes = rate / 600;
-        ByteWriter coded(ByteOrder::big), plain(ByteOrder::big);
-        coded.raw(chunk("FRTE", ByteWriter(ByteOrder::big).u32(3).u16(75).take()));
+        std::vector<Bytes> frames;
+        Bytes sound;
         for (int i = 0; i < 3; ++i) {
             FrameSpec f = random.spec(channels, bytes, true);
             f.filterSegments.sameForAll = true;
             for (SetSpec& p : f.ptables)
                 if (p.values.size() == 1) p.values = {64, 64}; // a length it takes otherwise
-            const Bytes frame = makeFrame(f, random.sound(std::size_t{channels} * bytes));
-            coded.raw(chunk("DSTF", frame));
+            frames.push_back(makeFrame(f, random.sound(std::size_t{channels} * bytes)));
             std::string text;
-            plain.raw(decoded(channels, bytes, frame, &text, levelsOfThisProcessor().back()));
+            const Bytes dsd = decoded(channels, bytes, frames[i], &text, levelsOfThisProcessor().back());
+            sound.insert(sound.end(), dsd.begin(), dsd.end());
             EXPECT_EQ(text, "");
         }
-        const std::string truth = heard("coded.dff", dsdiff(channels, rate, true, coded.take()));
-        ASSERT_EQ(truth.size(), std::size_t{3} * bytes * channels * sizeof(float)) << "one value a byte";
-        EXPECT_EQ(heard("plain.dff", dsdiff(channels, rate, false, plain.take())), truth);
+        expectHeardAlike(channels, rate, frames, sound);
     }
-    std::filesystem::remove_all(folder);
 }
 
 } // namespace

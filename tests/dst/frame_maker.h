@@ -1,13 +1,19 @@
 // A frame written field by field as the format's text has it, slowly and without choices of its own: what the tests
-// of the decoder feed it with.
+// of the decoder feed it with. And ffmpeg, which hears what became of the frames.
 #pragma once
+
+#include "engine/base/byte_writer.h"
+#include "engine/base/reporter.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
 #include <random>
 #include <span>
-#include <vector>
+#include <unistd.h>
 
 namespace tesk {
 
@@ -132,14 +138,13 @@ inline void putMap(BitString& out, const FrameSpec& f, const SegmentSpec& s)
         }
 }
 
+/// The terms of the methods in eighths, for Ptables and for filters.
+constexpr int kPredictors[2][3][3] = {{{-8}, {-16, 8}, {-24, 24, -8}}, {{-8}, {-16, 8}, {-9, -5, 6}}};
+
 inline int predictor(bool filter, int method, const std::vector<int>& v, std::size_t j)
 {
-    const auto at = [&](std::size_t back) { return v[j - back]; };
     int x = 0;
-    if (method == 0) x = -8 * at(1);
-    if (method == 1) x = -16 * at(1) + 8 * at(2);
-    if (method == 2 && filter) x = -9 * at(1) - 5 * at(2) + 6 * at(3);
-    if (method == 2 && !filter) x = -24 * at(1) + 24 * at(2) - 8 * at(3);
+    for (std::size_t back = 1; back <= 3 && back <= j; ++back) x += kPredictors[filter][method][back - 1] * v[j - back];
     return x >= 0 ? (x + 4) / 8 : -((-x + 3) / 8);
 }
 
@@ -247,6 +252,58 @@ inline FrameSpec plainSpec(std::uint32_t channels, std::uint32_t bytes)
     f.filters.assign(channels, {{100, -20, 3}});
     f.ptables.assign(channels, {{100, 60, 20, 5}});
     return f;
+}
+
+inline Bytes randomBytes(std::size_t size, unsigned seed)
+{
+    std::mt19937 random(seed);
+    Bytes bytes(size);
+    for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random());
+    return bytes;
+}
+
+inline Bytes chunk(const char* id, const Bytes& data)
+{
+    ByteWriter out(ByteOrder::big);
+    out.tag(id).u64(data.size()).raw(data);
+    if (data.size() % 2) out.u8(0);
+    return out.take();
+}
+
+/// What ffmpeg makes of the content of a DSDIFF file's "DST " or "DSD " chunk.
+inline std::string heard(std::uint32_t channels, std::uint32_t rate, bool dst, const Bytes& sound)
+{
+    ByteWriter layout(ByteOrder::big), compression(ByteOrder::big), properties(ByteOrder::big), form(ByteOrder::big);
+    layout.u16(static_cast<std::uint16_t>(channels));
+    for (std::uint32_t c = 0; c < channels; ++c) layout.tag(channels == 2 ? (c ? "SRGT" : "SLFT") : format("C%03u", c));
+    dst ? compression.tag("DST ").u8(11).tag("DST Encoded") : compression.tag("DSD ").u8(14).tag("not compressed");
+    properties.tag("SND ").raw(chunk("FS  ", ByteWriter(ByteOrder::big).u32(rate).take()));
+    properties.raw(chunk("CHNL", layout.take())).raw(chunk("CMPR", compression.take()));
+    form.tag("DSD ").raw(chunk("FVER", {1, 5, 0, 0})).raw(chunk("PROP", properties.take()));
+    const Bytes file = chunk("FRM8", form.raw(chunk(dst ? "DST " : "DSD ", sound)).take());
+
+    const std::string path = (std::filesystem::temp_directory_path() / format("tesk-dst-%d", getpid())).string();
+    std::ofstream(path + ".dff", std::ios::binary) << std::string(file.begin(), file.end());
+    const std::string command = "ffmpeg -nostdin -v error -y -i " + path + ".dff -f f32le " + path + ".raw";
+    EXPECT_EQ(std::system(command.c_str()), 0);
+    std::ifstream in(path + ".raw", std::ios::binary);
+    const std::string floats(std::istreambuf_iterator<char>(in), {});
+    std::filesystem::remove(path + ".dff");
+    std::filesystem::remove(path + ".raw");
+    return floats;
+}
+
+/// It hears in frames of 1/75 s what it hears in their sound. Plain frames it reads with a wrong stride.
+inline void expectHeardAlike(std::uint32_t channels, std::uint32_t rate, const std::vector<Bytes>& frames,
+                             const Bytes& sound)
+{
+    ByteWriter coded(ByteOrder::big);
+    const auto count = static_cast<std::uint32_t>(frames.size());
+    coded.raw(chunk("FRTE", ByteWriter(ByteOrder::big).u32(count).u16(75).take()));
+    for (const Bytes& frame : frames) coded.raw(chunk("DSTF", frame));
+    const std::string truth = heard(channels, rate, false, sound);
+    EXPECT_EQ(truth.size(), sound.size() * sizeof(float)) << "one value a byte";
+    EXPECT_TRUE(heard(channels, rate, true, coded.take()) == truth) << channels << " channels at " << rate;
 }
 
 } // namespace tesk

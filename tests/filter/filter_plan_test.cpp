@@ -1,14 +1,6 @@
-#include "filter/filter_plan.h"
+#include "tests/filter/filter_fixture.h"
 
-#include <gtest/gtest.h>
-
-#include <bit>
-#include <cmath>
-#include <random>
-
-using tesk::FilterPlan;
-using tesk::FilterRequest;
-
+namespace tesk {
 namespace {
 
 FilterRequest request(int rate, int oversampling, int bits)
@@ -20,44 +12,34 @@ FilterRequest request(int rate, int oversampling, int bits)
     return r;
 }
 
-FilterPlan settled(const FilterRequest& r, std::string* text = nullptr)
-{
-    tesk::CollectingReporter reporter;
-    auto plan = tesk::settleFilter(r, reporter);
-    EXPECT_TRUE(plan.ok()) << reporter.text;
-    if (text) *text = reporter.text;
-    return plan ? *plan : FilterPlan{};
-}
-
 PDM_ENCODING_STATUS refused(const FilterRequest& r, std::string& text)
 {
-    tesk::CollectingReporter reporter;
-    const auto plan = tesk::settleFilter(r, reporter);
+    CollectingReporter reporter;
+    const auto plan = settleFilter(r, reporter);
     EXPECT_FALSE(plan.ok());
     text = reporter.text;
     return plan.status();
 }
-
-struct Expected {
-    int rate, oversampling, bits;
-    double alpha;
-    int passband, stopband, taps, tapsPerPhase;
-    double beta;
-};
 
 } // namespace
 
 // Worked out by hand from the published estimate.
 TEST(FilterPlan, SettlesTheCommonRates)
 {
-    for (const Expected& e : {Expected{44100, 64, 16, 172.0, 22050, 22150, 8192, 128, 6.0},
-                              Expected{44100, 64, 24, 268.0, 22050, 22150, 8192, 128, 6.0},
-                              Expected{44100, 64, 0, 268.0, 22050, 22150, 8192, 128, 6.0},
-                              Expected{48000, 64, 24, 268.0, 24000, 24100, 16384, 256, 6.0},
-                              Expected{96000, 32, 24, 134.0, 48000, 48100, 16384, 512, 6.0},
-                              Expected{192000, 16, 24, 67.0, 96000, 100800, 4096, 256, 8.0},
-                              Expected{352800, 8, 24, 33.5, 176400, 185220, 4096, 512, 8.0},
-                              Expected{44100, 4096, 24, 17152.0, 22050, 22150, 1048576, 256, 6.0}}) {
+    const struct {
+        int rate, oversampling, bits;
+        double alpha;
+        int passband, stopband, taps, tapsPerPhase;
+        double beta;
+    } table[] = {{44100, 64, 16, 172.0, 22050, 22150, 8192, 128, 6.0},
+                 {44100, 64, 24, 268.0, 22050, 22150, 8192, 128, 6.0},
+                 {44100, 64, 0, 268.0, 22050, 22150, 8192, 128, 6.0},
+                 {48000, 64, 24, 268.0, 24000, 24100, 16384, 256, 6.0},
+                 {96000, 32, 24, 134.0, 48000, 48100, 16384, 512, 6.0},
+                 {192000, 16, 24, 67.0, 96000, 100800, 4096, 256, 8.0},
+                 {352800, 8, 24, 33.5, 176400, 185220, 4096, 512, 8.0},
+                 {44100, 4096, 24, 17152.0, 22050, 22150, 1048576, 256, 6.0}};
+    for (const auto& e : table) {
         const FilterPlan p = settled(request(e.rate, e.oversampling, e.bits));
         SCOPED_TRACE(std::to_string(e.rate) + " x " + std::to_string(e.oversampling));
         EXPECT_DOUBLE_EQ(p.alpha, e.alpha);
@@ -69,15 +51,8 @@ TEST(FilterPlan, SettlesTheCommonRates)
         EXPECT_EQ(p.tapsPerPhase, e.tapsPerPhase);
         EXPECT_EQ(p.beta, e.beta);
     }
-}
-
-TEST(FilterPlan, SourceAttenuationFollowsTheDepthWithinItsLimits)
-{
-    EXPECT_EQ(tesk::sourceAttenuationDb(16), 86);
-    EXPECT_EQ(tesk::sourceAttenuationDb(24), 134);
-    EXPECT_EQ(tesk::sourceAttenuationDb(8), 60);
-    EXPECT_EQ(tesk::sourceAttenuationDb(32), 144);
-    EXPECT_EQ(tesk::sourceAttenuationDb(-3), 134);
+    for (const auto& [bits, db] : {std::pair{16, 86}, {24, 134}, {8, 60}, {32, 144}, {-3, 134}})
+        EXPECT_EQ(sourceAttenuationDb(bits), db) << bits;
 }
 
 TEST(FilterPlan, PrintsItsLinesInOrder)
@@ -93,7 +68,7 @@ TEST(FilterPlan, PrintsItsLinesInOrder)
                     "Stop Gain Alpha:    \t172\n"
                     "DefTaps:            \t8192\n"
                     "PDM Channels:       \t2\n");
-    r.filterType = tesk::filterMinimumPhase;
+    r.filterType = filterMinimumPhase;
     settled(r, &text);
     EXPECT_EQ(text.find("Filter Type:        \tminimum phase\nPassband Cutoff:    \t22050"), 0u);
 }
@@ -101,7 +76,7 @@ TEST(FilterPlan, PrintsItsLinesInOrder)
 TEST(FilterPlan, WidensTheBandOnlyWhereTheRulesSaySo)
 {
     FilterRequest r = request(48000, 64, 24);
-    r.filterType = tesk::filterSlowRollOff;
+    r.filterType = filterSlowRollOff;
     EXPECT_EQ(settled(r).passbandCutoff, 15840);
     EXPECT_EQ(settled(r).stopbandCutoff, 36000);
 
@@ -162,32 +137,37 @@ TEST(FilterPlan, EstimatesAreAlwaysAllowedSizes)
         const double alpha = std::pow(10.0, exponent(random)) - 5.0;
         const double width = std::pow(10.0, exponent(random)) - 1e-3, rate = std::pow(10.0, exponent(random));
         const int oversampling = static_cast<int>(random() % 70000) - 10;
-        const int taps = tesk::estimateWindowTaps(alpha, width, rate, oversampling);
+        const int taps = estimateWindowTaps(alpha, width, rate, oversampling);
         EXPECT_TRUE(std::has_single_bit(static_cast<unsigned>(taps)) && taps >= 4096 && taps <= 1048576) << taps;
         const double needed = (alpha - 7.95) / (14.36 * width / rate);
         if (width > 0.0 && needed < std::min(1048576.0, 4096.0 * oversampling)) {
             EXPECT_GE(taps, needed);
         }
-        const auto remez = tesk::estimateRemezTaps(width, rate, alpha, 44100.0);
+        const auto remez = estimateRemezTaps(width, rate, alpha, 44100.0);
         EXPECT_TRUE(std::has_single_bit(static_cast<unsigned>(remez.taps)) && remez.taps >= 512 && remez.taps <= 2048);
     }
-    EXPECT_EQ(tesk::estimateWindowTaps(1e9, 1.0, 44100.0, 2), 8192) << "a power of two is not rounded up";
-    EXPECT_EQ(tesk::estimateWindowTaps(100.0, 0.0, 44100.0, 1), 4096);
-    EXPECT_EQ(tesk::estimateWindowTaps(100.0, 100.0, -1.0, 1), 4096);
+    EXPECT_EQ(estimateWindowTaps(1e9, 1.0, 44100.0, 2), 8192) << "a power of two is not rounded up";
+    EXPECT_EQ(estimateWindowTaps(100.0, 0.0, 44100.0, 1), 4096);
+    EXPECT_EQ(estimateWindowTaps(100.0, 100.0, -1.0, 1), 4096);
 }
 
 TEST(FilterPlan, RemezSettlesItsOwnCutoffsAndTaps)
 {
     // (90 − 7.95)/(14.36·4096/44100) + 1 = 62.5, times 1.2: 76 taps, so the least; 400 dB over 1 kHz: 1449 → 2048.
-    EXPECT_EQ(tesk::estimateRemezTaps(20000, 24096, 90, 44100).taps, 512);
-    const auto fits = tesk::estimateRemezTaps(20000, 21000, 400, 44100);
-    EXPECT_EQ(fits.taps, 2048);
-    EXPECT_FALSE(fits.clamped);
-    EXPECT_EQ(tesk::estimateRemezTaps(20000, 21000, 250, 44100).taps, 1024); // 894 taps
-    EXPECT_TRUE(tesk::estimateRemezTaps(20000, 20100, 1e9, 44100).clamped);
-    EXPECT_EQ(tesk::estimateRemezTaps(20000, 20100, 1e9, 44100).taps, 2048);
-    EXPECT_TRUE(tesk::estimateRemezTaps(20000, 24096, 90, 0).invalidRate);
-    EXPECT_EQ(tesk::estimateRemezTaps(20000, 24096, -90, 44100).taps, 512);
+    const struct {
+        double stopband, alpha;
+        int taps;
+        bool clamped;
+    } table[] = {{24096, 90, 512, false},
+                 {21000, 400, 2048, false},
+                 {21000, 250, 1024, false}, // 894 taps
+                 {20100, 1e9, 2048, true},
+                 {24096, -90, 512, false}};
+    for (const auto& e : table) {
+        EXPECT_EQ(estimateRemezTaps(20000, e.stopband, e.alpha, 44100).taps, e.taps) << e.alpha;
+        EXPECT_EQ(estimateRemezTaps(20000, e.stopband, e.alpha, 44100).clamped, e.clamped) << e.alpha;
+    }
+    EXPECT_TRUE(estimateRemezTaps(20000, 24096, 90, 0).invalidRate);
 
     FilterRequest r = request(44100, 64, 16);
     r.remez = true;
@@ -208,3 +188,5 @@ TEST(FilterPlan, RemezSettlesItsOwnCutoffsAndTaps)
     EXPECT_EQ(refused(r, text), DSD_ERROR_ASSERT);
     EXPECT_NE(text.find("Error : Remez: stopband_cutoff must be > passband_cutoff\n"), std::string::npos);
 }
+
+} // namespace tesk

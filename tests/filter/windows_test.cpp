@@ -32,18 +32,15 @@ std::vector<Case> cases(std::size_t n)
 
 TEST(Windows, StandAtTheirFormulasAndMirror)
 {
-    constexpr std::size_t n = 257; // a centre and exact quarters
-    for (const auto& [name, window, edge, quarter, centre] : cases(n)) {
-        ASSERT_EQ(window.size(), n) << name;
-        EXPECT_NEAR(window[0], edge, 1e-12) << name;
-        EXPECT_NEAR(window[n / 2], centre, 1e-12) << name;
-        EXPECT_NEAR(window[n / 4], quarter, 1e-12) << name;
-        for (std::size_t i = 0; i < n / 2; ++i) EXPECT_NEAR(window[i], window[n - 1 - i], 1e-13) << name << i;
-    }
-    for (const auto& [name, window, edge, quarter, centre] : cases(4096)) {
-        EXPECT_NEAR(window[0], edge, 1e-12) << name;
-        for (std::size_t i = 0; i < 2048; ++i) EXPECT_NEAR(window[i], window[4095 - i], 1e-11) << name << i;
-    }
+    for (const std::size_t n : {257, 4096}) // the odd one has a centre and exact quarters
+        for (const auto& [name, window, edge, quarter, centre] : cases(n)) {
+            ASSERT_EQ(window.size(), n) << name;
+            EXPECT_NEAR(window[0], edge, 1e-12) << name;
+            EXPECT_TRUE(n == 4096 || std::abs(window[n / 2] - centre) < 1e-12) << name;
+            EXPECT_TRUE(n == 4096 || std::abs(window[n / 4] - quarter) < 1e-12) << name;
+            for (std::size_t i = 0; i < n / 2; ++i)
+                EXPECT_NEAR(window[i], window[n - 1 - i], n == 257 ? 1e-13 : 1e-11) << name << i;
+        }
 }
 
 // The Bessel function by a road of its own: I0(y) = (1/π)·∫ e^(y·cos t) dt over [0, π], where the trapezoidal rule

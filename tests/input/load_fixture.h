@@ -9,7 +9,6 @@
 #include <atomic>
 #include <bit>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -20,6 +19,7 @@
 namespace tesk {
 
 using Bytes = std::vector<std::uint8_t>;
+using Samples = std::vector<double>; // interleaved
 
 inline void save(const std::string& path, const Bytes& bytes)
 {
@@ -38,38 +38,77 @@ struct Noise {
     std::string format; // as ffmpeg names it: u8, s16le, s24le, s32le, f32le, f64le; also s8
     std::uint32_t channels;
     Bytes raw;
-    std::vector<double> truth; // interleaved
+    Samples truth;
 
     std::size_t frames() const { return truth.size() / channels; }
+    bool isFloat() const { return format[0] == 'f'; }
+    int bits() const { return std::atoi(format.c_str() + 1); }
+
+    /// Adds an integer sample; `value` counts in steps of its width.
+    void append(std::int64_t value)
+    {
+        const std::int64_t top = std::int64_t{1} << (bits() - 1);
+        const auto stored = static_cast<std::uint64_t>(format[0] == 'u' ? value + top : value);
+        for (int b = 0; b < bits(); b += 8) raw.push_back(static_cast<std::uint8_t>(stored >> b));
+        truth.push_back(static_cast<double>(value) / static_cast<double>(top));
+    }
+    void appendFloat(double value)
+    {
+        const bool isDouble = bits() == 64;
+        const auto single = static_cast<float>(value);
+        const auto stored = isDouble ? std::bit_cast<std::uint64_t>(value) : std::bit_cast<std::uint32_t>(single);
+        for (int b = 0; b < bits(); b += 8) raw.push_back(static_cast<std::uint8_t>(stored >> b));
+        truth.push_back(isDouble ? value : single);
+    }
 };
 
 /// Both full scales come first, then noise over all bits.
 inline Noise makeNoise(const std::string& name, std::uint32_t channels, std::size_t frames)
 {
     Noise noise{name, channels, {}, {}};
-    const bool isFloat = name[0] == 'f';
-    const int bits = std::atoi(name.c_str() + 1);
-    std::mt19937_64 random(channels * 100u + static_cast<unsigned>(bits));
-    ByteWriter out(ByteOrder::little);
+    std::mt19937_64 random(channels * 100u + static_cast<unsigned>(noise.bits()));
     for (std::size_t i = 0; i < frames * channels; ++i) {
         const auto draw = static_cast<std::int64_t>(random());
-        if (isFloat) {
-            const double value = static_cast<double>(draw >> 40) / (i % 7 == 0 ? 4e6 : 8388608.0);
-            const double stored = bits == 32 ? static_cast<float>(value) : value;
-            bits == 32 ? out.u32(std::bit_cast<std::uint32_t>(static_cast<float>(value)))
-                       : out.u64(std::bit_cast<std::uint64_t>(value));
-            noise.truth.push_back(stored);
-            continue;
-        }
-        const std::int64_t top = std::int64_t{1} << (bits - 1);
-        const std::int64_t value = i == 0 ? -top : i == 1 ? top - 1 : draw >> (64 - bits);
-        const auto stored = static_cast<std::uint64_t>(name[0] == 'u' ? value + top : value);
-        for (int b = 0; b < bits; b += 8) out.u8(static_cast<std::uint8_t>(stored >> b));
-        noise.truth.push_back(static_cast<double>(value) / static_cast<double>(top));
+        const int shift = 64 - noise.bits();
+        if (noise.isFloat())
+            noise.appendFloat(static_cast<double>(draw >> 40) / (i % 7 == 0 ? 4e6 : 8388608.0));
+        else
+            noise.append((i == 0 ? INT64_MIN : i == 1 ? INT64_MAX : draw) >> shift);
     }
-    noise.raw = out.take();
     return noise;
 }
+
+/// The reader's next frames, up to `frames` of them.
+inline Samples readOn(PcmReader& reader, std::size_t frames)
+{
+    const std::size_t channels = reader.info().channels;
+    Samples planes(frames * channels), samples;
+    std::vector<double*> planar;
+    for (std::size_t c = 0; c < channels; ++c) planar.push_back(planes.data() + c * frames);
+    const auto got = reader.read(planar.data(), frames);
+    EXPECT_TRUE(got.ok()) << reader.errorText();
+    for (std::size_t i = 0; got.ok() && i < *got; ++i)
+        for (const double* plane : planar) samples.push_back(plane[i]);
+    return samples;
+}
+
+/// Whether there is nothing more to be had, and a reason.
+inline bool readingFails(PcmReader& reader)
+{
+    Samples room(1 << 16);
+    const std::vector<double*> planar(reader.info().channels, room.data());
+    return !reader.read(planar.data(), room.size()).ok() && !reader.errorText().empty();
+}
+
+/// Sets a variable of the environment while it lives.
+class Variable {
+public:
+    Variable(const char* name, const char* value) : name_(name) { setenv(name, value, 1); }
+    ~Variable() { unsetenv(name_); }
+
+private:
+    const char* name_;
+};
 
 class LoadTest : public testing::Test {
 protected:
@@ -88,8 +127,13 @@ protected:
     {
         ASSERT_EQ(std::system(("cd '" + folder_.string() + "' && { " + command + "; } 2>messages").c_str()), 0)
             << command << "\n"
-            << std::string(reinterpret_cast<const char*>(contents(at("messages")).data()),
-                           contents(at("messages")).size());
+            << std::ifstream(at("messages")).rdbuf();
+    }
+    /// Writes the noise to the file "raw" and gives the start of a command that encodes it.
+    std::string ffmpeg(const Noise& noise, unsigned rate) const
+    {
+        save(at("raw"), noise.raw);
+        return format("ffmpeg -v error -y -f %s -ar %u -ac %u -i raw ", noise.format.c_str(), rate, noise.channels);
     }
 
     PDM_ENCODING_STATUS open(const std::string& name)
@@ -98,18 +142,26 @@ protected:
         error.clear();
         return open_pcm(at(name), {report, stop, memory}, recording, error).status();
     }
-
+    PDM_ENCODING_STATUS openAs(const std::string& name, const Bytes& bytes)
+    {
+        save(at(name), bytes);
+        return open(name);
+    }
+    /// From a path or a byte source.
+    template <class Reader, class Source>
+    PDM_ENCODING_STATUS loadFrom(Reader&& reader, Source&& source, FrameRange range = {})
+    {
+        report.text.clear();
+        recording = {};
+        const Status opened = reader.open(std::forward<Source>(source));
+        error = reader.errorText();
+        if (!opened) return opened.status();
+        return loadSignal(reader, {report, stop, memory}, recording, error, range).status();
+    }
     template <class Reader>
     PDM_ENCODING_STATUS load(const Bytes& bytes)
     {
-        report.text.clear();
-        error.clear();
-        recording = {};
-        Reader reader;
-        const Status opened = reader.open(std::make_unique<MemorySource>(bytes));
-        error = reader.errorText();
-        if (!opened) return opened.status();
-        return loadSignal(reader, {report, stop, memory}, recording, error).status();
+        return loadFrom(Reader(), std::make_unique<MemorySource>(bytes));
     }
 
     /// Sample for sample, the first `frames` frames, and not one more.
@@ -127,6 +179,35 @@ protected:
         }
     }
     void expectTruth(const Noise& noise) { expectTruth(noise, noise.frames()); }
+    /// All of it, rightly described and without a word.
+    void expectSound(const Noise& noise, const std::string& format, unsigned rate, int bits = 0)
+    {
+        SCOPED_TRACE(format + " " + noise.format + " " + std::to_string(noise.channels));
+        const PcmInfo& info = recording.info;
+        EXPECT_EQ(info.format, format);
+        EXPECT_EQ(info.sampleRate, rate);
+        EXPECT_EQ(info.isFloat, noise.isFloat());
+        EXPECT_EQ(info.bitsPerSample, bits > 0 ? bits : noise.bits());
+        EXPECT_EQ(info.declaredFrames, noise.frames());
+        EXPECT_EQ(report.text, "");
+        expectTruth(noise);
+    }
+    void expectRefused(PDM_ENCODING_STATUS status, const std::string& why)
+    {
+        EXPECT_EQ(status, DSD_ERROR_INPUT) << why;
+        EXPECT_NE(error, "");
+        EXPECT_NE(error.find(why), std::string::npos) << error << " instead of " << why;
+        expectEmpty();
+    }
+    /// No part of the file that ends before `end` may pass for a whole one.
+    template <class Reader>
+    void expectNoPrefixPasses(const Bytes& whole, std::size_t end)
+    {
+        for (std::size_t length = 0; length < end; ++length) {
+            SCOPED_TRACE(length);
+            expectRefused(load<Reader>(Bytes(whole.data(), whole.data() + length)), "");
+        }
+    }
     void expectEmpty() const
     {
         EXPECT_EQ(recording.info.channels, 0u);

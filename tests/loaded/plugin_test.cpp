@@ -1,34 +1,21 @@
 // Decoder plugins: what the loader refuses, what the reader makes of good, odd and lying ones.
-#include "tests/input/load_fixture.h"
+#include "tests/loaded/fake_libraries.h"
 
 #include "input/loaded/loaded_libraries.h"
 #include "input/loaded/plugin_reader.h"
 #include "input/loaded/stream_loader.h"
-#include "platform/dynamic_library.h"
 
-#include <dlfcn.h>
-#include <latch>
 #include <optional>
-#include <thread>
 
 namespace tesk {
 namespace {
 
-const std::string kFolder = TEST_PLUGINS;
-
-std::string pluginPath(const std::string& name) { return kFolder + name + platform::kLibrarySuffix; }
-
-bool isLoaded(const std::string& path)
+/// The test plugin's samples: frames `begin` up to `end`.
+Noise ramp(std::uint32_t channels, std::uint64_t begin, std::uint64_t end)
 {
-    void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
-    if (handle) dlclose(handle);
-    return handle != nullptr;
-}
-
-/// A sample of the test plugin's ramp.
-double ramp(std::uint64_t frame, std::uint64_t channel)
-{
-    return std::ldexp(static_cast<double>(frame * 64 + channel), -31);
+    return noiseOf(channels, begin, end, [](std::uint64_t frame, std::uint32_t channel) {
+        return std::ldexp(static_cast<double>(frame * 64 + channel), -31);
+    });
 }
 
 // One process keeps one plugin, so everything about keeping stands in one test; the others load the library themselves.
@@ -37,65 +24,57 @@ TEST(PluginLoader, RefusesUnloadsAndKeepsTheFirstGoodOne)
     loadedLibraries().plugin = nullptr; // where the tests are repeated
     CollectingReporter report;
     std::string error;
-    struct Refusal {
-        std::string path, error;
-    };
-    std::vector<Refusal> refusals = {
+    const std::string emptyList = "library reports an empty codec list (nothing it can decode)";
+    std::vector<std::pair<std::string, std::string>> refusals = {
         {"", "Ono decoder library path given"},
-        {pluginPath("version_2"), "ABI version mismatch: library reports 2, this build expects 1"},
-        {pluginPath("empty_list"), "library reports an empty codec list (nothing it can decode)"},
-        {pluginPath("null_list"), "library reports an empty codec list (nothing it can decode)"},
+        {fake("version_2"), "ABI version mismatch: library reports 2, this build expects 1"},
+        {fake("empty_list"), emptyList},
+        {fake("null_list"), emptyList},
     };
-    for (const char* symbol : {"abi_version", "codecs", "open", "read", "seek", "close", "last_error"}) {
-        const std::string path = pluginPath(std::string("without_") + symbol);
-        refusals.push_back({path, std::string("missing symbol 'tesk_ext_") + symbol + "' in '" + path +
-                                      "' -- this file does not implement the TESK external decoder ABI (see "
-                                      "public/tesk_ext_decoder)"});
-    }
-    for (const Refusal& refusal : refusals) {
-        EXPECT_EQ(loadExtDecoder(refusal.path, report, error), nullptr);
-        EXPECT_EQ(error, refusal.error);
-        EXPECT_FALSE(!refusal.path.empty() && isLoaded(refusal.path)) << refusal.path;
+    for (const std::string symbol : {"tesk_ext_abi_version", "tesk_ext_last_error"}) // the first and the last
+        refusals.emplace_back(fake("without_" + symbol),
+                              "missing symbol '" + symbol + "' in '" + fake("without_" + symbol) +
+                                  "' -- this file does not implement the TESK external decoder ABI (see "
+                                  "public/tesk_ext_decoder)");
+    for (const auto& [path, why] : refusals) {
+        EXPECT_EQ(loadExtDecoder(path, report, error), nullptr);
+        EXPECT_EQ(error, why);
+        EXPECT_FALSE(!path.empty() && isLoaded(path)) << path;
     }
     // libm.so.6 is found by its bare name in the system's folders only, where nobody meant to look.
-    for (const std::string& path : {pluginPath("missing"), kFolder, std::string("libm.so.6"), std::string(__FILE__)}) {
+    for (const std::string& path : {fake("missing"), kFakes, std::string("libm.so.6"), std::string(__FILE__)}) {
         EXPECT_EQ(loadExtDecoder(path, report, error), nullptr);
         EXPECT_EQ(error.find("cannot load '" + path + "': dlopen failed (/"), 0u) << error;
         EXPECT_EQ(error.back(), ')');
     }
     EXPECT_EQ(report.text, "");
 
-    const std::string good = pluginPath("good");
-    const ExtDecoderApi* answers[4] = {};
-    std::latch together(std::size(answers));
-    std::vector<std::thread> threads;
-    for (const ExtDecoderApi*& answer : answers)
-        threads.emplace_back([&answer, &good, &together] {
-            CollectingReporter quiet;
-            std::string reason;
-            together.arrive_and_wait();
-            answer = loadExtDecoder(good, quiet, reason);
-        });
-    for (std::thread& thread : threads) thread.join();
-    ASSERT_NE(answers[0], nullptr);
+    const std::string good = fake("good");
+    const auto answers = fromFourThreads([&good] {
+        CollectingReporter quiet;
+        std::string reason;
+        return loadExtDecoder(good, quiet, reason);
+    });
+    const ExtDecoderApi* const kept = answers[0];
+    ASSERT_TRUE(kept && kept->open && kept->read && kept->seek && kept->close && kept->lastError);
+    EXPECT_EQ(std::count(answers.begin(), answers.end(), kept), 4);
     EXPECT_TRUE(isLoaded(good));
-    for (const ExtDecoderApi* answer : answers) EXPECT_EQ(answer, answers[0]);
-    const std::string spelledOtherwise = kFolder + "../plugins/good" + platform::kLibrarySuffix;
-    for (const std::string& path : {good, spelledOtherwise}) EXPECT_EQ(loadExtDecoder(path, report, error), answers[0]);
+    for (const std::string& path : {good, kFakes + "../fakes/good" + platform::kLibrarySuffix})
+        EXPECT_EQ(loadExtDecoder(path, report, error), kept);
     EXPECT_EQ(report.text, "");
-    EXPECT_EQ(loadExtDecoder(pluginPath("other"), report, error), answers[0]);
-    EXPECT_EQ(report.text, "Warning             \tthe decoder library '" + pluginPath("other") +
+    EXPECT_EQ(loadExtDecoder(fake("version_2"), report, error), kept);
+    EXPECT_EQ(report.text, "Warning             \tthe decoder library '" + fake("version_2") +
                                "' takes effect after restarting the player\n");
-    EXPECT_FALSE(isLoaded(pluginPath("other")));
+    EXPECT_FALSE(isLoaded(fake("version_2")));
     EXPECT_EQ(loadExtDecoder("", report, error), nullptr);
 
     // The user's plugin comes first, and what cannot be loaded is not made up for by something else.
-    const auto chosen = makeStreamLoader({good, pluginPath("missing"), pluginPath("missing")}, report);
+    const auto chosen = makeStreamLoader({good, fake("missing"), fake("missing")}, report);
     EXPECT_NE(chosen("channels=3", error), nullptr);
     EXPECT_EQ(chosen("refuse=1 nulltext=1", error), nullptr);
     EXPECT_EQ(error, "tesk_ext_open: the plugin gives no reason");
     EXPECT_NE(makeStreamLoader({"", "", good}, report)("channels=3", error), nullptr);
-    EXPECT_EQ(makeStreamLoader({"", pluginPath("missing"), good}, report)("channels=3", error), nullptr);
+    EXPECT_EQ(makeStreamLoader({"", fake("missing"), good}, report)("channels=3", error), nullptr);
     EXPECT_EQ(makeStreamLoader({}, report)("channels=3", error), nullptr);
     EXPECT_EQ(error, "Ono decoder library path given");
 }
@@ -104,53 +83,27 @@ class Plugin : public LoadTest {
 protected:
     Plugin()
     {
-        EXPECT_TRUE(library_.load(pluginPath("good"), error)) << error;
-        bind("tesk_ext_open", api.open);
-        bind("tesk_ext_read", api.read);
-        bind("tesk_ext_seek", api.seek);
-        bind("tesk_ext_close", api.close);
-        bind("tesk_ext_last_error", api.lastError);
-        bind("test_plugin_open_decoders", openDecoders);
+        EXPECT_TRUE(library_.load(fake("good"), error)) << error;
+        platform::SymbolTable table(library_);
+        table.take("tesk_ext_open", api.open)
+            .take("tesk_ext_read", api.read)
+            .take("tesk_ext_seek", api.seek)
+            .take("tesk_ext_close", api.close)
+            .take("tesk_ext_last_error", api.lastError)
+            .take("test_plugin_open_decoders", openDecoders);
+        EXPECT_EQ(table.missing(), nullptr);
     }
     ~Plugin() override { EXPECT_EQ(openDecoders(), 0); }
 
     PDM_ENCODING_STATUS play(const std::string& script, FrameRange range = {})
     {
-        report.text.clear();
-        error.clear();
-        recording = {};
-        PluginReader reader(api);
-        const Status opened = reader.open(script);
-        error = reader.errorText();
-        if (!opened) return opened.status();
-        return loadSignal(reader, {report, stop, memory}, recording, error, range).status();
-    }
-
-    /// Reads `frames` frames from where the reader stands; they have to be the ramp from `first` on.
-    void expectRamp(PluginReader& reader, std::uint64_t first, std::size_t frames, std::size_t expected)
-    {
-        std::vector<double> left(frames), right(frames);
-        double* planar[] = {left.data(), right.data()};
-        const auto got = reader.read(planar, frames);
-        ASSERT_TRUE(got.ok()) << reader.errorText();
-        ASSERT_EQ(*got, expected);
-        for (std::size_t i = 0; i < expected; ++i) {
-            ASSERT_EQ(left[i], ramp(first + i, 0)) << first << " + " << i;
-            ASSERT_EQ(right[i], ramp(first + i, 1)) << first << " + " << i;
-        }
+        return loadFrom(PluginReader(api), script, range);
     }
 
     ExtDecoderApi api{};
     int (*openDecoders)() = nullptr;
 
 private:
-    template <class Function>
-    void bind(const char* name, Function& slot)
-    {
-        slot = reinterpret_cast<Function>(library_.symbol(name));
-        EXPECT_NE(slot, nullptr) << name;
-    }
-
     platform::DynamicLibrary library_;
 };
 
@@ -183,20 +136,14 @@ TEST_F(Plugin, EveryFrameArrivesOnceAndInOrder)
     };
     for (const Case& c : cases) {
         const bool gateless = std::string(c.script).find("18446") != std::string::npos;
-        memory = [gateless]() -> std::optional<std::uint64_t> {
-            if (gateless) return {};
-            return std::uint64_t{1} << 30;
-        };
+        memory = [gateless] { return gateless ? std::nullopt : std::optional(std::uint64_t{1} << 30); };
         ASSERT_EQ(play(c.script), DSD_SUCCESS) << c.script << ": " << error;
         EXPECT_EQ(report.text, "") << c.script;
         EXPECT_EQ(recording.info.bitsPerSample, c.bits) << c.script;
         EXPECT_EQ(recording.info.format, c.format);
         EXPECT_EQ(recording.info.declaredFrames, c.declared) << c.script;
-        ASSERT_EQ(recording.signal.channels(), c.channels) << c.script;
-        ASSERT_EQ(recording.signal.frames(), c.frames) << c.script;
-        for (std::uint32_t channel = 0; channel < c.channels; ++channel)
-            for (std::uint64_t i = 0; i < c.frames; ++i)
-                ASSERT_EQ(recording.signal.channel(channel)[i], ramp(i, channel)) << c.script << ", frame " << i;
+        SCOPED_TRACE(c.script);
+        expectTruth(ramp(c.channels, 0, c.frames));
     }
 }
 
@@ -226,20 +173,18 @@ TEST_F(Plugin, FailuresAndLiesEndInAText)
          "tesk_ext_read: broken plugin: it wrote more frames than it was asked for"},
     };
     for (const Case& c : cases) {
-        EXPECT_EQ(play(c.script), DSD_ERROR_INPUT) << c.script;
+        expectRefused(play(c.script), c.error);
         EXPECT_EQ(error, c.error);
-        expectEmpty();
         EXPECT_EQ(openDecoders(), 0) << c.script;
     }
     // The plugin ends the process when it is asked for anything behind an error.
     PluginReader reader(api);
     ASSERT_TRUE(reader.open("stop=0").ok());
-    double* nowhere[2] = {};
-    for (int i = 0; i < 2; ++i) EXPECT_EQ(reader.read(nowhere, 10).status(), DSD_ERROR_INPUT);
+    for (int i = 0; i < 2; ++i) EXPECT_TRUE(readingFails(reader));
     EXPECT_EQ(reader.seek(0).status(), DSD_ERROR_INPUT);
     EXPECT_EQ(reader.errorText(), "tesk_ext_read: the tape is torn");
     EXPECT_TRUE(reader.open("").ok()); // another file in the same reader
-    expectRamp(reader, 0, 100, 100);
+    EXPECT_EQ(readOn(reader, 100), ramp(2, 0, 100).truth);
 }
 
 TEST_F(Plugin, SamplesThatAreNoSoundBecomeSilenceWithOneWarning)
@@ -249,8 +194,9 @@ TEST_F(Plugin, SamplesThatAreNoSoundBecomeSilenceWithOneWarning)
         ASSERT_EQ(play(script), DSD_SUCCESS);
         EXPECT_EQ(report.text, "Warning             \t2 samples are not finite or beyond 1e+06 and were set to 0; the "
                                "first is frame 70000 of channel 1\n");
-        for (std::uint64_t i = 0; i < 90000; ++i)
-            ASSERT_EQ(recording.signal.channel(1)[i], i == 70000 ? 0.0 : ramp(i, 1));
+        Noise silenced = ramp(2, 0, 90000);
+        silenced.truth[140000] = silenced.truth[140001] = 0;
+        expectTruth(silenced);
     }
 }
 
@@ -260,18 +206,16 @@ TEST_F(Plugin, SeeksToTheFrameOrStaysWhereItWas)
     ASSERT_TRUE(reader.open("frames=100000 chunk=1000").ok());
     for (const std::uint64_t frame : {99999u, 0u, 4096u, 50001u, 100000u, 1u}) {
         ASSERT_TRUE(reader.seek(frame).ok());
-        const std::size_t left = 100000 - frame;
-        expectRamp(reader, frame, 5000, std::min<std::size_t>(5000, left));
+        EXPECT_TRUE(readOn(reader, 5000) == ramp(2, frame, std::min<std::uint64_t>(frame + 5000, 100000)).truth);
     }
     EXPECT_EQ(reader.seek(100001).status(), DSD_ERROR_UNSUPPORTED);
     EXPECT_EQ(reader.errorText(), "tesk_ext_seek: cannot wind");
-    expectRamp(reader, 5001, 100, 100);
+    EXPECT_EQ(readOn(reader, 100), ramp(2, 5001, 5101).truth);
 
     // Where the plugin refuses, the loader drops what lies before the range.
     for (const char* script : {"frames=150000", "frames=150000 total=0 chunk=997 seek=18446744073709551615"}) {
         ASSERT_EQ(play(script, {70001, 140002}), DSD_SUCCESS) << error;
-        ASSERT_EQ(recording.signal.frames(), 70001u);
-        for (std::uint64_t i = 0; i < 70001; ++i) ASSERT_EQ(recording.signal.channel(1)[i], ramp(70001 + i, 1));
+        expectTruth(ramp(2, 70001, 140002));
     }
     ASSERT_TRUE(reader.open("seek=7").ok());
     EXPECT_EQ(reader.seek(1).status(), DSD_ERROR_INPUT);

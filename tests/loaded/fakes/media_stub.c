@@ -1,9 +1,7 @@
 /* A media library of the 3.x generation as far as its users can see: nineteen functions and memory images with the
  * fields at their places (64-bit, releases 3.0 to 3.4). It opens no file: the name says what the "file" holds, as in
  * "/any/where/fmt=6,rate=96000,bad=3.ape". Wrong use ends the process.
- *
- * STUB_UTIL, STUB_CODEC, STUB_FORMAT: build that part only; none of them: all. STUB_VERSION: the major version told,
- * 0 for none. */
+ * STUB_VERSION is the major version told, 0 for none. */
 #define _GNU_SOURCE
 #include <math.h>
 #include <stdint.h>
@@ -12,11 +10,6 @@
 #include <string.h>
 #include <unistd.h>
 
-#if !defined(STUB_UTIL) && !defined(STUB_CODEC) && !defined(STUB_FORMAT)
-#define STUB_UTIL
-#define STUB_CODEC
-#define STUB_FORMAT
-#endif
 #ifndef STUB_VERSION
 #define STUB_VERSION 57
 #endif
@@ -29,11 +22,10 @@ typedef struct {
     char codecs[2][1000];
     void* list[2];
     char name[200];
-    int next;                     /* packet that is read next */
-    int again, calls;             /* "try again" was said; decode calls for the packet at work */
-    int held;                     /* packet of a delayed frame, -1 for none */
-    int opened, drained, flushed; /* of the decoder */
-    void* guard;                  /* lost, so that a leak shows, when the decoder is not closed */
+    int next;            /* packet that is read next */
+    int again, calls;    /* "try again" was said; decode calls for the packet at work */
+    int held;            /* packet of a delayed frame, -1 for none */
+    int opened, drained; /* of the decoder */
 } File;
 
 #define PUT(type, base, offset, value)                                                                                 \
@@ -42,21 +34,21 @@ typedef struct {
         memcpy((char*)(base) + (offset), &put_, sizeof put_);                                                          \
     } while (0)
 
-static inline int32_t get32(const void* base, int offset)
+static int32_t get32(const void* base, int offset)
 {
     int32_t value;
     memcpy(&value, (const char*)base + offset, sizeof value);
     return value;
 }
 
-static inline void* getPointer(const void* base, int offset)
+static void* getPointer(const void* base, int offset)
 {
     void* value;
     memcpy(&value, (const char*)base + offset, sizeof value);
     return value;
 }
 
-static inline void require(int truth, const char* what)
+static void require(int truth, const char* what)
 {
     if (truth) return;
     fprintf(stderr, "media_stub: %s\n", what);
@@ -64,7 +56,7 @@ static inline void require(int truth, const char* what)
 }
 
 /* The number behind "key=" in the file's name. */
-static inline long knob(const File* file, const char* key, long otherwise)
+static int64_t knob(const File* file, const char* key, int64_t otherwise)
 {
     const size_t length = strlen(key);
     for (const char* at = file->name; at; at = strchr(at, ',') ? strchr(at, ',') + 1 : NULL)
@@ -72,14 +64,8 @@ static inline long knob(const File* file, const char* key, long otherwise)
     return otherwise;
 }
 
-static inline File* fileOf(const void* codec) { return getPointer(codec, 72); }
+static File* fileOf(const void* codec) { return getPointer(codec, 72); }
 
-int av_get_bytes_per_sample(int format);
-int av_sample_fmt_is_planar(int format);
-int stub_enter(void);
-void stub_leave(void);
-
-#ifdef STUB_UTIL
 int av_get_bytes_per_sample(int format)
 {
     static const int bytes[12] = {1, 2, 4, 4, 8, 1, 2, 4, 4, 8, 8, 8};
@@ -107,16 +93,14 @@ void av_frame_unref(void* frame)
 
 /* The real library's opening and closing of codecs fails when two threads meet in it. */
 static int busy;
-int stub_enter(void)
+static int enter(void)
 {
     if (__atomic_exchange_n(&busy, 1, __ATOMIC_SEQ_CST)) return 0;
     usleep(300);
     return 1;
 }
-void stub_leave(void) { __atomic_store_n(&busy, 0, __ATOMIC_SEQ_CST); }
-#endif
+static void leave(void) { __atomic_store_n(&busy, 0, __ATOMIC_SEQ_CST); }
 
-#ifdef STUB_CODEC
 void* avcodec_find_decoder(int id)
 {
     static char decoder[64] __attribute__((aligned(16)));
@@ -127,23 +111,21 @@ int avcodec_open2(void* codec, const void* decoder, void** options)
 {
     File* file = fileOf(codec);
     require(decoder && !options && !file->opened, "avcodec_open2");
-    if (!stub_enter()) return INVALID_ARGUMENT;
-    const int status = (int)knob(file, "open2", 0);
+    if (!enter()) return INVALID_ARGUMENT;
+    const int status = knob(file, "open2", 0);
     file->opened = status == 0;
-    if (file->opened) file->guard = malloc(16);
-    PUT(int32_t, codec, 480, knob(file, "late", 0) ? -1 : (int)knob(file, "fmt", 6));
-    PUT(int32_t, codec, 476, (int)knob(file, "channels2", get32(codec, 476)));
-    stub_leave();
+    PUT(int32_t, codec, 480, knob(file, "late", 0) ? -1 : knob(file, "fmt", 6));
+    PUT(int32_t, codec, 476, knob(file, "channels2", get32(codec, 476)));
+    leave();
     return status;
 }
 
 int avcodec_close(void* codec)
 {
     require(fileOf(codec)->opened, "avcodec_close");
-    require(stub_enter(), "two threads close codecs");
-    free(fileOf(codec)->guard);
+    require(enter(), "two threads close codecs");
     fileOf(codec)->opened = 0;
-    stub_leave();
+    leave();
     return 0;
 }
 
@@ -170,23 +152,33 @@ void av_packet_unref(void* packet)
 }
 
 /* The samples: all bits of a 32-bit word move. */
-static void putSample(char* to, int format, int frame, int channel, long nanFrame)
+static void putSample(char* to, int format, int frame, int channel, int64_t nanFrame)
 {
     const int32_t word = (int32_t)((uint32_t)frame * 2654435761u + (uint32_t)channel * 2246822519u);
     const float real = frame == nanFrame && channel == 0 ? NAN : (float)word / 2147483648.0f;
     const int16_t half = (int16_t)(word >> 16);
-    if (av_get_bytes_per_sample(format) == 2)
-        memcpy(to, &half, 2);
-    else if (format == 2 || format == 7)
-        memcpy(to, &word, 4);
-    else if (format == 3 || format == 8)
-        memcpy(to, &real, 4);
+    const int bytes = av_get_bytes_per_sample(format);
+    if (bytes != 2 && bytes != 4) return;
+    memcpy(to, bytes == 2 ? (const void*)&half : format % 5 == 2 ? (const void*)&word : &real, (size_t)bytes);
 }
 
-static void makeFrame(const void* codec, void* frame, int format, int first, int count)
+/* What the stream turns into at packet `number`. */
+static int shapeAt(void* codec, int number)
+{
+    const File* file = fileOf(codec);
+    if (knob(file, "late", 0)) PUT(int32_t, codec, 472, knob(file, "rate", 44100));
+    if (number == knob(file, "channelsat", -1)) PUT(int32_t, codec, 476, 1);
+    if (number == knob(file, "rateat", -1)) PUT(int32_t, codec, 472, 22050);
+    const int format = number >= knob(file, "fmtat", 1000) ? knob(file, "fmtto", 7) : knob(file, "fmt", 6);
+    PUT(int32_t, codec, 480, format);
+    return format;
+}
+
+static void makeFrame(void* codec, void* frame, int first, int count)
 {
     const File* file = fileOf(codec);
     require(get32(frame, 116) == -1 && getPointer(frame, 288) == NULL, "frame not cleared");
+    const int format = shapeAt(codec, first / PACKET_FRAMES);
     const int channels = get32(codec, 476), bytes = av_get_bytes_per_sample(format);
     const int planar = av_sample_fmt_is_planar(format);
     const size_t list = sizeof(void*) * (size_t)channels, room = (size_t)(count * bytes);
@@ -198,33 +190,21 @@ static void makeFrame(const void* codec, void* frame, int format, int first, int
             putSample(plane + (planar ? i * bytes : (i * channels + c) * bytes), format, first + i, c,
                       knob(file, "nan", -1));
     }
-    if (knob(file, "null", 0) == 6) memset(block, 0, list);
+    const int64_t null = knob(file, "null", 0);
+    if (null == 6) memset(block, 0, list);
     PUT(void*, frame, 288, block);
-    PUT(void*, frame, 96, knob(file, "null", 0) == 5 ? NULL : block + (knob(file, "null", 0) == 7 ? 4 : 0));
-    PUT(int32_t, frame, 64, (int)knob(file, "line", count * bytes * (planar ? 1 : channels)));
+    PUT(void*, frame, 96, null == 5 ? NULL : block + (null == 7 ? 4 : 0));
+    PUT(int32_t, frame, 64, knob(file, "line", count * bytes * (planar ? 1 : channels)));
     PUT(int32_t, frame, 112, count);
     PUT(int32_t, frame, 116, format);
-}
-
-/* What the stream turns into at packet `number`. */
-static int shapeAt(void* codec, int number)
-{
-    const File* file = fileOf(codec);
-    int format = (int)knob(file, "fmt", 6);
-    if (knob(file, "late", 0)) PUT(int32_t, codec, 472, (int)knob(file, "rate", 44100));
-    if (number == knob(file, "channelsat", -1)) PUT(int32_t, codec, 476, 1);
-    if (number == knob(file, "rateat", -1)) PUT(int32_t, codec, 472, 22050);
-    if (number >= knob(file, "fmtat", 1000)) format = (int)knob(file, "fmtto", 7);
-    PUT(int32_t, codec, 480, format);
-    return format;
 }
 
 static int drain(void* codec, void* frame, int* got)
 {
     File* file = fileOf(codec);
     file->drained = 1;
-    if (file->held < 0) return (int)knob(file, "drain", 0);
-    makeFrame(codec, frame, shapeAt(codec, file->held), file->held * PACKET_FRAMES, PACKET_FRAMES);
+    if (file->held < 0) return knob(file, "drain", 0);
+    makeFrame(codec, frame, file->held * PACKET_FRAMES, PACKET_FRAMES);
     file->held = -1;
     *got = 1;
     return 0;
@@ -235,9 +215,9 @@ static int inThirds(void* codec, void* frame, int* got, int number, const unsign
 {
     static const int from[4] = {0, 300, 700, PACKET_FRAMES};
     File* file = fileOf(codec);
-    const int call = file->calls++, parts = (int)knob(file, "parts", 0);
+    const int call = file->calls++, parts = knob(file, "parts", 0);
     if (size != PACKET_BYTES - (parts ? call * 8 : 0) || data[1] != (parts ? call : 0)) return INVALID_ARGUMENT;
-    makeFrame(codec, frame, shapeAt(codec, number), number * PACKET_FRAMES + from[call], from[call + 1] - from[call]);
+    makeFrame(codec, frame, number * PACKET_FRAMES + from[call], from[call + 1] - from[call]);
     *got = 1;
     if (call == 2) file->calls = 0;
     return parts ? 8 : call == 2 ? size : 0;
@@ -259,13 +239,10 @@ int avcodec_decode_audio4(void* codec, void* frame, int* got, const void* packet
     const int out = knob(file, "delay", 0) ? file->held : number;
     file->held = knob(file, "delay", 0) ? number : -1;
     if (out < 0) return size;
-    makeFrame(codec, frame, shapeAt(codec, out), out * PACKET_FRAMES, PACKET_FRAMES);
+    makeFrame(codec, frame, out * PACKET_FRAMES, PACKET_FRAMES);
     *got = 1;
     return size + 10; /* some decoders count more than there is */
 }
-#endif
-
-#ifdef STUB_FORMAT
 static int registered;
 #if STUB_VERSION
 unsigned avformat_version(void);
@@ -283,20 +260,20 @@ void* av_find_input_format(const char* name)
 static void fillStream(File* file, int index, int type)
 {
     char *stream = file->streams[index], *codec = file->codecs[index];
-    const int rate = (int)knob(file, "rate", 44100);
-    const long null = knob(file, "null", 0);
+    const int rate = knob(file, "rate", 44100);
+    const int64_t null = knob(file, "null", 0);
     file->list[index] = null == 2 ? NULL : stream;
     PUT(void*, stream, 8, null == 3 ? NULL : codec);
-    PUT(int32_t, stream, 48, (int)knob(file, "num", 1));
-    PUT(int32_t, stream, 52, (int)knob(file, "den", rate));
+    PUT(int32_t, stream, 48, knob(file, "num", 1));
+    PUT(int32_t, stream, 52, knob(file, "den", rate));
     PUT(int64_t, stream, 64, knob(file, "duration", INT64_MIN));
     PUT(int32_t, codec, 12, type);
-    PUT(int32_t, codec, 56, (int)knob(file, "id", 0x15021));
+    PUT(int32_t, codec, 56, knob(file, "id", 0x15021));
     PUT(void*, codec, 72, file);
     PUT(int32_t, codec, 472, knob(file, "late", 0) ? rate / 2 : rate);
-    PUT(int32_t, codec, 476, (int)knob(file, "channels", 2));
-    PUT(int32_t, codec, 480, knob(file, "late", 0) ? -1 : (int)knob(file, "fmt", 6));
-    PUT(int32_t, codec, 876, (int)knob(file, "raw", 0));
+    PUT(int32_t, codec, 476, knob(file, "channels", 2));
+    PUT(int32_t, codec, 480, knob(file, "late", 0) ? -1 : knob(file, "fmt", 6));
+    PUT(int32_t, codec, 876, knob(file, "raw", 0));
 }
 
 int avformat_open_input(void** context, const char* url, void* format, void** options)
@@ -305,18 +282,17 @@ int avformat_open_input(void** context, const char* url, void* format, void** op
     File* file = calloc(1, sizeof *file);
     const char* slash = strrchr(url, '/');
     snprintf(file->name, sizeof file->name, "%s", slash ? slash + 1 : url);
-    int status = (int)knob(file, "open", 0);
+    int status = knob(file, "open", 0);
     if (knob(file, "byname", 0)) status = format ? 0 : -2;
     if (status < 0) {
         free(file);
         return status;
     }
-    const int other = (int)knob(file, "other", 0);
-    const long null = knob(file, "null", 0);
-    fillStream(file, 0, other ? 0 : 1);
-    fillStream(file, 1, 1);
-    if (knob(file, "silent", 0)) fillStream(file, 0, -1), fillStream(file, 1, 3);
-    PUT(uint32_t, file, 44, (uint32_t)knob(file, "streams", other || knob(file, "silent", 0) ? 2 : 1));
+    const int other = knob(file, "other", 0), silent = knob(file, "silent", 0);
+    const int64_t null = knob(file, "null", 0);
+    fillStream(file, 0, silent ? -1 : other ? 0 : 1);
+    fillStream(file, 1, silent ? 3 : 1);
+    PUT(uint32_t, file, 44, knob(file, "streams", other || silent ? 2 : 1));
     PUT(void*, file, 48, null == 1 ? NULL : (char*)file->list + (null == 4 ? 4 : 0));
     file->held = -1;
     *context = file;
@@ -326,22 +302,20 @@ int avformat_open_input(void** context, const char* url, void* format, void** op
 int avformat_find_stream_info(void* context, void** options)
 {
     require(!options, "avformat_find_stream_info");
-    if (!stub_enter()) return INVALID_ARGUMENT;
-    stub_leave();
-    return (int)knob(context, "info", 0);
+    if (!enter()) return INVALID_ARGUMENT;
+    leave();
+    return knob(context, "info", 0);
 }
-
-/* Packet 1.5: one of another stream, and an empty one. */
-static int odd(const File* file) { return knob(file, "other", 0) && file->again == 2; }
 
 int av_read_frame(void* context, void* packet)
 {
     File* file = context;
     require(getPointer(packet, 24) == NULL && get32(packet, 32) == 0, "packet not empty");
     if (knob(file, "again", 0) && file->again++ % 2 == 0) return -11;
-    if (file->next >= knob(file, "packets", 5)) return (int)knob(file, "readend", END_OF_FILE);
+    if (file->next >= knob(file, "packets", 5)) return knob(file, "readend", END_OF_FILE);
     if (knob(file, "other", 0)) file->again = (file->again + 1) % 4;
-    const int ours = (int)knob(file, "other", 0), mine = !odd(file);
+    /* Packet 1.5: one of another stream, and an empty one. */
+    const int ours = knob(file, "other", 0), mine = !ours || file->again != 2;
     unsigned char* data = calloc(1, PACKET_BYTES + 32);
     for (int i = 0; i < 3; ++i) data[i * 8] = (unsigned char)file->next, data[i * 8 + 1] = (unsigned char)i;
     PUT(void*, packet, 0, data);
@@ -361,7 +335,7 @@ int av_seek_frame(void* context, int stream, int64_t time, int flags)
     require(stream == knob(file, "other", 0) && flags == 1, "av_seek_frame");
     if (knob(file, "seek", 0) < 0) {
         ++file->next; /* what was read ahead is gone */
-        return (int)knob(file, "seek", 0);
+        return knob(file, "seek", 0);
     }
     const int64_t last = knob(file, "packets", 5) - 1, ticks = time - knob(file, "start", 0),
                   packet = ticks * knob(file, "num", 1) / PACKET_FRAMES;
@@ -377,4 +351,3 @@ void avformat_close_input(void** context)
     free(file);
     *context = NULL;
 }
-#endif

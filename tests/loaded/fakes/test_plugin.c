@@ -16,7 +16,7 @@
 #define TEST_CODECS "ramp"
 #endif
 
-#define NEVER (1LL << 60)
+enum { NEVER = 1 << 30 };
 
 struct tesk_ext_decoder {
     char script[256];
@@ -75,11 +75,11 @@ int64_t tesk_ext_read(tesk_ext_decoder* d, double* to, uint64_t maxFrames)
 {
     if (d->failed) abort(); /* nothing may be read behind an error */
     const char* script = d->script;
-    int64_t count = number(script, "chunk", NEVER);
-    if (count > (int64_t)maxFrames) count = (int64_t)maxFrames;
-    if (count > d->frames - d->position) count = d->frames - d->position;
     const int64_t stop = number(script, "stop", NEVER), nan = number(script, "nan", NEVER);
-    if (count > stop - d->position) count = stop - d->position;
+    const int64_t limits[] = {(int64_t)maxFrames, d->frames - d->position, stop - d->position};
+    int64_t count = number(script, "chunk", NEVER);
+    for (int i = 0; i < 3; ++i)
+        if (count > limits[i]) count = limits[i];
     if (count == 0 && d->position == stop) {
         d->failed = 1;
         if (number(script, "spill", 0)) to[maxFrames * (uint64_t)d->channels] = 0.5;
@@ -95,12 +95,11 @@ int64_t tesk_ext_read(tesk_ext_decoder* d, double* to, uint64_t maxFrames)
 
 int32_t tesk_ext_seek(tesk_ext_decoder* d, uint64_t frame)
 {
-    const int64_t answer = number(d->script, "seek", 0);
     if (d->failed) abort();
-    d->refused = answer != 0 || frame > (uint64_t)d->frames;
-    if (d->refused) return answer != 0 ? (int32_t)answer : -1;
-    d->position = (int64_t)frame;
-    return 0;
+    const int32_t answer = (int32_t)number(d->script, "seek", frame > (uint64_t)d->frames ? -1 : 0);
+    d->refused = answer != 0;
+    if (!d->refused) d->position = (int64_t)frame;
+    return answer;
 }
 
 void tesk_ext_close(tesk_ext_decoder* decoder)
