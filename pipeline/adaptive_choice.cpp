@@ -9,14 +9,15 @@ namespace {
 
 constexpr double kDenseCrestDb = 13, kDenseRangeLu = 7, kDenseDbfs = -3;
 constexpr double kPercussiveCrestDb = 20, kPercussiveRangeLu = 12;
-constexpr int kFullLevelOrder = 9;
+// The direct form of order 9 takes full scale; below DSD128 the default is quieter, from there on it is not.
+constexpr int kFullLevelOrder = 9, kQuietestFrom = 128;
 
 struct TypeInfo {
     MusicType type;
     const char* name;
     const char* reason;
     int filterType;
-    bool fullLevel; // the modulator that takes full scale
+    bool fullLevel; // keeps its level even where that costs some noise
 };
 
 constexpr std::array kTypes = {
@@ -71,7 +72,7 @@ const char* chooseModulator(ConversionSettings& s, const TypeInfo& info)
 {
     if (s.dxd) return "none";
     if (anyGiven(s, {"--order", "--mash", "--cifb", "--sos-ef"})) return "as asked";
-    if (!info.fullLevel) return "the default";
+    if (!info.fullLevel && s.oversampling < kQuietestFrom) return "the default";
     s.order = kFullLevelOrder;
     s.orderGiven = true;
     return "-o 9";

@@ -147,6 +147,7 @@ class Designs(Case):
         bits = self.path("out.dsf").read_bytes()
         self.stream("--cifb", "5", "-m", "--headroom", "1")
         self.assertEqual(self.path("out.dsf").read_bytes(), bits)
+        self.assertIn("modulator -o 9", self.stream("--adaptive", "-os", "128")[1])
         self.assertIn("--music-type knows 1 to 4", self.stream("--adaptive", "-mt", "9")[1])
         self.assertIn("--music-type needs --adaptive", self.stream("-mt", "1")[1])
         self.convert("-i", "in.wav", "dxd.wav", "--dxd", "--adaptive")
