@@ -1,25 +1,13 @@
 #include "pipeline/block_loop.h"
 
-#include "engine/base/report.h"
-#include "platform/terminal.h"
-
 #include <algorithm>
 
 namespace tesk {
 
-Progress::Shown shownProgress(const ConversionSettings& settings)
-{
-    Progress::Shown shown;
-    shown.machineReadable = settings.gui && !settings.pipe;
-    if (!settings.gui && !settings.pipe && log_mode() == logConsole && platform::isTerminal(stdout))
-        shown.terminal = stdout;
-    return shown;
-}
-
 void runBlockLoop(Pcm2pdm& job, ConversionBlockState& state)
 {
     const StreamPlan& plan = job.plan;
-    Progress progress(plan.totalFrames, plan.pcmRate, shownProgress(job.settings));
+    Progress progress(plan.totalFrames, plan.pcmRate, job.environment.progress);
     std::vector<const double*> input(plan.channels);
     for (std::uint64_t block = 0; block < plan.blockCount && job.status.ok() && !takeStop(job); ++block) {
         const std::uint64_t position = block * plan.blockFrames;

@@ -4,6 +4,7 @@
 #include "container/dsd_writer.h"
 #include "effect/effect_chain.h"
 #include "engine/base/job_status.h"
+#include "engine/base/progress.h"
 #include "engine/base/reporter.h"
 #include "engine/base/settings.h"
 #include "engine/base/stop_flag.h"
@@ -33,6 +34,7 @@ struct JobEnvironment {
     StreamLoader streamLoader = {}; ///< decoders of run time
     /// Completes the tags of an output that needs an artist and a title, or refuses the run. May be empty.
     std::function<Status(MetadataRecord&)> completeMetadata = {};
+    Progress::Shown progress = {};
 };
 
 /// Where a track begins in a continuous stream, and the file it goes to.

@@ -1,5 +1,7 @@
 #include "engine/base/progress.h"
 
+#include <utility>
+
 namespace tesk {
 namespace {
 
@@ -9,7 +11,8 @@ constexpr auto kRedraw = std::chrono::milliseconds(100);
 } // namespace
 
 Progress::Progress(std::uint64_t total, std::uint32_t framesPerSecond, Shown shown)
-    : total_(total), framesPerSecond_(framesPerSecond), shown_(shown), start_(Clock::now()), last_(start_ - kRedraw)
+    : total_(total), framesPerSecond_(framesPerSecond), shown_(std::move(shown)), start_(Clock::now()),
+      last_(start_ - kRedraw)
 {
 }
 
@@ -20,6 +23,7 @@ void Progress::advance(std::uint64_t done)
         std::fprintf(stdout, "[PROGRESS] %.1f%%\n", static_cast<double>(percent));
         std::fflush(stdout);
     }
+    if (shown_.listener) shown_.listener(static_cast<double>(done) / framesPerSecond_);
     if (!shown_.terminal) return;
     const auto now = Clock::now();
     if (now - last_ < kRedraw && done != total_) return;

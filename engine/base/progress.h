@@ -4,16 +4,18 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 
 namespace tesk {
 
 /// On a terminal one line that redraws itself at most ten times a second; with `machineReadable` a
-/// "[PROGRESS] %.1f%%" line a block, straight to standard output.
+/// "[PROGRESS] %.1f%%" line a block, straight to standard output; and whoever else listens.
 class Progress {
 public:
     struct Shown {
         std::FILE* terminal = nullptr; ///< where the line is drawn; null: nowhere
         bool machineReadable = false;
+        std::function<void(double)> listener = {}; ///< seconds of music that are done; on the job's thread
     };
 
     /// @param total   frames of the whole job; `framesPerSecond` of the music

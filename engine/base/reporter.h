@@ -31,8 +31,11 @@ public:
     /// What the run was asked to print, as it stands: on standard output even where that is no terminal.
     void result(const std::string& text) { write(Kind::result, text); }
 
-protected:
     enum class Kind { out, err, error, closing, result };
+    /// Passes on what another reporter was handed.
+    void pass(Kind kind, std::string_view text) { write(kind, text); }
+
+protected:
     virtual void write(Kind kind, std::string_view text) = 0;
 };
 
