@@ -19,22 +19,6 @@
 namespace tesk {
 namespace {
 
-bool contains(const std::vector<std::string>& arguments, const char* word)
-{
-    return std::find(arguments.begin(), arguments.end(), word) != arguments.end();
-}
-
-/// Modes that no part of this version runs; refused before anything is opened.
-bool refusesMode(const std::vector<std::string>& arguments)
-{
-    for (const char* mode : {"--batch", "--cli-v2"})
-        if (contains(arguments, mode)) {
-            report_essential(stderr, "Error : %s is not available in this version. Nothing was converted.\n", mode);
-            return true;
-        }
-    return false;
-}
-
 int runMain(int argc, char** argv)
 {
     bool hosted = false;
@@ -48,8 +32,7 @@ int runMain(int argc, char** argv)
     for (int i = 1; i < argc; ++i) arguments.emplace_back(argv[i] ? argv[i] : "");
     if (processState().process_owner.load() != 1) platform::useUtf8Console();
     processState().run_result = 0;
-    if (contains(arguments, "--reverse")) return runReverse(arguments);
-    if (refusesMode(arguments)) return finish_status(DSD_ERROR_UNSUPPORTED);
+    if (std::find(arguments.begin(), arguments.end(), "--reverse") != arguments.end()) return runReverse(arguments);
     return runForward(arguments);
 }
 

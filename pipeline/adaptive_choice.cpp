@@ -71,7 +71,9 @@ const char* chooseFilter(ConversionSettings& s, const TypeInfo& info)
 const char* chooseModulator(ConversionSettings& s, const TypeInfo& info)
 {
     if (s.dxd) return "none";
-    if (anyGiven(s, {"--order", "--mash", "--cifb", "--sos-ef"})) return "as asked";
+    if (anyGiven(s, {"--order", "--mash", "--cifb", "--sos-ef", "--psy", "--pole", "--zero", "--mp-ns", "--mp-poles",
+                     "--single-pole"}))
+        return "as asked";
     if (!info.fullLevel && s.oversampling < kQuietestFrom) return "the default";
     s.order = kFullLevelOrder;
     s.orderGiven = true;

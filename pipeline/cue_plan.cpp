@@ -156,8 +156,8 @@ std::string recordingOfSheet(const std::string& sheetPath, const CueSheet& sheet
     }
     const std::string& name = sheet.files.front();
     const std::string folder(folderOf(sheetPath));
-    const std::array<std::string, 3> candidates = {name.front() == '/' ? name : folder + name,
-                                                   folder + bareName(name), sheetPath};
+    const std::array<std::string, 3> candidates = {name.front() == '/' ? name : folder + name, folder + bareName(name),
+                                                   sheetPath};
     for (const std::string& candidate : candidates)
         if (exists(candidate) && !isSheet(candidate)) return candidate;
     constexpr const char* kExtensions[] = {"flac", "wv",  "wav", "tta", "ape", "m4a",

@@ -28,6 +28,10 @@ std::optional<DxdTarget> dxdTarget(const ConversionSettings& settings, Reporter&
                      extension.c_str());
         return std::nullopt;
     }
+    if (settings.outputIsExact) {
+        target.path = settings.outputPath;
+        return target;
+    }
     const std::string& input = settings.inputs.front();
     const std::string stem(withoutExtension(input));
     const std::string name = settings.usesCueSheet()

@@ -100,7 +100,7 @@ private:
     {
         const StreamPlan& plan = job_.plan;
         Oversampler oversampler(job_);
-        Progress progress(plan.totalFrames, plan.pcmRate, shownProgress(job_.settings));
+        Progress progress(plan.totalFrames, plan.pcmRate, job_.environment.progress);
         std::vector<const double*> input(plan.channels);
         std::vector<double*> output(plan.channels);
         std::uint64_t delay = job_.filterDelay, left = total();

@@ -89,8 +89,8 @@ private:
         if (s_.psychoacoustic) return psychoacoustic();
         const std::vector<double> zeros = modulator::zerosForOrder(s_.order, s_.zeros);
         if (s_.zeros.size() > zeros.size())
-            report_.warning("order %d has %zu pairs of zeros; the last %zu of -z are not used\n", s_.order, zeros.size(),
-                            s_.zeros.size() - zeros.size());
+            report_.warning("order %d has %zu pairs of zeros; the last %zu of -z are not used\n", s_.order,
+                            zeros.size(), s_.zeros.size() - zeros.size());
         if (usesPoleList()) {
             report_.line("Report", "User-specified multi-poles: %zu values → tiled to %d poles\n", s_.multiPoles.size(),
                          s_.order);

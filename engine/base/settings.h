@@ -55,6 +55,7 @@ struct ConversionSettings {
     // Files
     std::vector<std::string> inputs; ///< in the order given
     std::string outputPath;          ///< empty: not given; "-": standard output
+    bool outputIsExact = false;      ///< a batch has named the file: --dxd writes that very path
     bool pipe = false;               ///< DSD bytes to standard output; set by an output "-" too
     std::string format;              ///< "dsf", "dff", "wsd", or empty: the output's extension decides
 
@@ -226,6 +227,9 @@ struct ConversionSettings {
     std::string batchConfigPath;
     std::string batchFormat = "dsf";
     std::string namingPattern = "{input}";
+    bool recursive = false, skipExisting = false;
+    int jobs = 0;      ///< of a batch at once; 0: as many as processors and memory allow
+    std::string shard; ///< "K/N": the items K, K + N, ... of a batch; empty: all
 
     // Channels and diagnostics
     bool forceChannels = false;

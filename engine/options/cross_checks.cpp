@@ -43,7 +43,7 @@ bool sheetFits(const ConversionSettings& s, Reporter& report)
 
 bool filesAreNamed(const ConversionSettings& s, Reporter& report)
 {
-    const bool listing = s.presetList || s.listDevices;
+    const bool listing = s.presetList || s.listDevices || (s.inputs.empty() && !s.presetSavePath.empty());
     if (s.measure && s.inputs.empty()) return reject(report, "--measure needs an input file (WAV/FLAC/AIFF)\n");
     if (s.inputs.empty() && !listing && !s.record)
         return reject(report, format("%-20s\tNo input files specified.\n", "Report"));
@@ -57,6 +57,9 @@ bool filesAreNamed(const ConversionSettings& s, Reporter& report)
     const bool hasOutput = s.pipe || !s.outputPath.empty();
     if (!hasOutput && !listing && !s.measure && !s.record && !s.batch)
         return reject(report, format("%-20s\tNo output file specified.\n", "Report"));
+    if (s.skipExisting && !s.batch && !s.outputIsExact)
+        return reject(report,
+                      "Error : --skip-existing needs --batch; without it an output that is there is replaced.\n");
     if (hasOutput && s.inputs.size() > 1 && !s.measure && !s.batch)
         return reject(report, "Outfile extension unsupport multiple inputs.\n");
     return sheetFits(s, report);
@@ -105,8 +108,6 @@ void settleDst(ConversionSettings& s, const std::string& extension, Reporter& re
 
 void printWarnings(const ConversionSettings& s, Reporter& report)
 {
-    if (!s.masteringPreset.empty() && !(s.presetLoadPath.empty() && s.presetSavePath.empty()))
-        report.err("Warning: --mastering-preset and --preset-load/--preset-save both used. The latter option wins.\n");
     if (s.dither && !s.dxd)
         report.err("Warning: --dither has no effect on DSD output -- DSD is 1-bit, there is no bit depth to reduce; "
                    "each modulator quantization stage already applies TPDF dither and noise shaping. --dither only "
@@ -119,6 +120,10 @@ void printWarnings(const ConversionSettings& s, Reporter& report)
         report.err("Warning: --psy, --mp-ns, --mp-poles, --single-pole, -p and -z act on the -o modulator only.\n");
     if (s.usesDirectForm() && s.psychoacoustic && (poles || !s.zeros.empty() || s.given.count("--pole") > 0))
         report.err("Warning: --psy places zeros and poles itself; -z, -p, --mp-ns and --mp-poles are not used.\n");
+    for (const char* option :
+         {"--outdir", "--batch-config", "--output-format", "--naming-pattern", "--recursive", "--jobs", "--shard"})
+        if (s.given.count(option) > 0 && !s.batch && !s.outputIsExact)
+            report.err("Warning: %s needs --batch.\n", option);
     if (s.musicType > 0 && !s.adaptive) report.err("Warning: --music-type needs --adaptive.\n");
     if (!s.psychoacoustic && (s.given.count("--psy-phon") > 0 || s.given.count("--psy-strategy") > 0))
         report.err("Warning: --psy-phon and --psy-strategy need --psy.\n");
@@ -146,7 +151,7 @@ bool passesCrossChecks(ConversionSettings& settings, Reporter& report, std::vect
         takeContainerFromExtension(settings, extension, unavailable);
         settleDst(settings, extension, report);
     }
-    printWarnings(settings, report);
+    if (!settings.batch) printWarnings(settings, report); // every item says its own
     return true;
 }
 

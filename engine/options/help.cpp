@@ -1,35 +1,22 @@
 #include "engine/options/help_rows.h"
+#include "engine/options/help_topics.h"
 #include "engine/options/option_table.h"
 #include "engine/options/options.h"
 
 namespace tesk {
 namespace {
 
-std::string description(const Option& option)
-{
-    std::string text = option.help;
-    std::string facts = rangeText(option);
-    if (const std::string usual = defaultText(option); !usual.empty())
-        facts.append(facts.empty() ? "default " : "; default ").append(usual);
-    if (!facts.empty()) text += " (" + facts + ")";
-    if (option.unavailable) text.append(text.ends_with('\n') ? "" : " ").append("[not in this version]");
-    std::string waiting;
-    for (const Choice& choice : option.choices)
-        if (choice.unavailable) waiting.append(waiting.empty() ? " [" : ", ").append(choice.word);
-    return waiting.empty() ? text : text + waiting + ": not in this version]";
-}
-
 void printRow(const Option& option, Reporter& report)
 {
     std::vector<std::string> names;
     for (const char* name : option.names)
         if (name) names.emplace_back(name);
-    printHelpRow(names, option.argument, description(option), report);
+    printHelpRow(names, option.argument, descriptionText(option), report);
 }
 
 void printExitStatuses(Reporter& report)
 {
-    report.out("%-20s\n", "Exit status :");
+    report.out("\n%-20s\n", kExitStatusHeading);
     const auto row = [&](const char* status, const char* text) { report.out("  %-25s\t%s\n", status, text); };
     row(" 0", "if OK (a real conversion finished).");
     row(" 1", "if the command line was rejected (unknown option, missing/invalid value, unsupported sample rate, "
@@ -40,16 +27,27 @@ void printExitStatuses(Reporter& report)
 
 } // namespace
 
-void printHelp(Reporter& report)
+void printHelp(Reporter& report, std::string_view topic)
 {
-    report.out("%-20s\n", versionBanner().c_str());
-    report.out("%-20s\n", "Usage : -i INPUT [options] OUTPUT");
+    if (topic.empty()) {
+        report.out("%-20s\n", versionBanner().c_str());
+        report.out("%-20s\n", "Usage : -i INPUT [options] OUTPUT");
+    }
     for (const OptionGroup& group : optionGroups()) {
+        if (!isAbout(plainHeading(group.heading), topic)) continue;
         report.out("\n%-20s\n", group.heading);
         for (const Option& option : group.options) printRow(option, report);
     }
-    report.out("\n");
-    printExitStatuses(report);
+    if (isAbout(plainHeading(kExitStatusHeading), topic)) printExitStatuses(report);
+}
+
+void printIntroduction(Reporter& report)
+{
+    report.closing("Turns PCM recordings into one-bit DSD files, and DSD files back into PCM.\n"
+                   "  tesk -i song.flac song.dsf                          DSD64\n"
+                   "  tesk -i loud.wav loud.dsf -os 128 --headroom auto   DSD128, without overload\n"
+                   "  tesk -i song.dsf song.flac -b 24 --reverse          PCM, 24 bit\n"
+                   "tesk --help shows all options, tesk --help GROUP (metadata, fir ...) some.\n");
 }
 
 } // namespace tesk

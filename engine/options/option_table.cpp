@@ -114,14 +114,20 @@ const Option* findOption(std::string_view spelling)
 
 std::string nearestSpelling(std::string_view typed)
 {
+    std::vector<std::string_view> names;
+    forEachSpelling([&](const Option&, std::string_view name) { names.push_back(name); });
+    return nearestWord(typed, names);
+}
+
+std::string nearestWord(std::string_view typed, std::span<const std::string_view> words)
+{
     std::size_t best = slipsAllowed(typed.size()) + 1;
     std::string_view nearest;
-    forEachSpelling([&](const Option&, std::string_view name) {
-        if (const std::size_t distance = editDistance(typed, name); distance < best) {
+    for (const std::string_view word : words)
+        if (const std::size_t distance = editDistance(typed, word); distance < best) {
             best = distance;
-            nearest = name;
+            nearest = word;
         }
-    });
     return std::string(nearest);
 }
 
@@ -151,6 +157,20 @@ std::string rangeText(const Option& option)
     if (low && high) text += ", ";
     if (high) text += (range.belowMaximum ? "below " : "at most ") + maximum;
     return text;
+}
+
+std::string descriptionText(const Option& option)
+{
+    std::string text = option.help;
+    std::string facts = rangeText(option);
+    if (const std::string usual = defaultText(option); !usual.empty())
+        facts.append(facts.empty() ? "default " : "; default ").append(usual);
+    if (!facts.empty()) text += " (" + facts + ")";
+    if (option.unavailable) text.append(text.ends_with('\n') ? "" : " ").append("[not in this version]");
+    std::string waiting;
+    for (const Choice& choice : option.choices)
+        if (choice.unavailable) waiting.append(waiting.empty() ? " [" : ", ").append(choice.word);
+    return waiting.empty() ? text : text + waiting + ": not in this version]";
 }
 
 } // namespace tesk

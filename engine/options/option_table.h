@@ -94,10 +94,16 @@ const Option* findOption(std::string_view spelling);
 /// The spelling nearest to a mistyped one; empty when none is near.
 std::string nearestSpelling(std::string_view typed);
 
+/// The same among other words.
+std::string nearestWord(std::string_view typed, std::span<const std::string_view> words);
+
 /// The default that the help shows, read from a fresh settings record; empty when the option is off by default.
 std::string defaultText(const Option& option);
 
 /// The range in words, empty when any value will do.
 std::string rangeText(const Option& option);
+
+/// What the help says of an option: its text, range and default, and what of it is not built yet.
+std::string descriptionText(const Option& option);
 
 } // namespace tesk

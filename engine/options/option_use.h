@@ -19,6 +19,7 @@ public:
     explicit ArgumentCursor(std::span<const std::string> arguments) : arguments_(arguments) {}
 
     bool atEnd() const { return arguments_.empty(); }
+    std::size_t left() const { return arguments_.size(); }
     /// The next argument; null at the end.
     const std::string* peek() const { return atEnd() ? nullptr : &arguments_.front(); }
     const std::string* take()

@@ -294,4 +294,12 @@ void printReverseHelp(Reporter& report)
     }
 }
 
+std::vector<ReverseOptionText> reverseOptionTexts()
+{
+    std::vector<ReverseOptionText> texts;
+    for (const ReverseOption& option : kOptions)
+        texts.push_back({{option.names[0], option.names[1]}, option.argument, option.help});
+    return texts;
+}
+
 } // namespace tesk

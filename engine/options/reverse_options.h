@@ -19,4 +19,14 @@ int parseReverse(const std::vector<std::string>& arguments, ReverseSettings& set
 
 void printReverseHelp(Reporter& report);
 
+/// An option as completion and manual page speak of it; the second name may be null.
+struct ReverseOptionText {
+    const char* names[2];
+    const char* argument; ///< "" for a flag
+    const char* help;
+};
+
+/// All options of this mode, in the order of the help.
+std::vector<ReverseOptionText> reverseOptionTexts();
+
 } // namespace tesk

@@ -201,7 +201,8 @@ template <class Decision>
 /// @tparam states    how many of the states are in use
 /// @tparam filtered  whether v holds the input filtered, as integrators do
 template <class Decision, int states = kStates, bool filtered = false>
-[[gnu::noinline]] TESK_TARGET void blockLoop(const ErrorFeedbackLoop& loop, ErrorFeedbackState& state, double* x, std::size_t n)
+[[gnu::noinline]] TESK_TARGET void blockLoop(const ErrorFeedbackLoop& loop, ErrorFeedbackState& state, double* x,
+                                             std::size_t n)
 {
     const ErrorFeedbackSettings s = loop.settings();
     const __m128d threshold = _mm_set_sd(s.clipThreshold > 0 ? s.clipThreshold : HUGE_VAL);
@@ -232,7 +233,7 @@ template <class Decision, int states = kStates, bool filtered = false>
         __m128d errors[kBlock], largest = _mm_setzero_pd();
 #define TESK_STEP(I)                                                                                                   \
     blockStep<I, Decision>(impulse, p, s.step, errors, block, largest);                                                \
-    addColumns<states>(rows, columns, w, I, errors[I]);                                                              \
+    addColumns<states>(rows, columns, w, I, errors[I]);                                                                \
     rows.settle()
         TESK_STEP(0);
         TESK_STEP(1);

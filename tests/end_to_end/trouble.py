@@ -205,8 +205,7 @@ class Trouble(Case):
 
     def test_what_comes_later_is_refused_before_anything_is_opened(self):
         self.path("out.dsf").write_bytes(b"precious")
-        for words in (["--record"], ["--lufs", "-14"],
-                      ["--dsee"], ["--batch"], ["--cli-v2"]):
+        for words in (["--record"], ["--lufs", "-14"], ["--dsee"]):
             self.fails(-55, words[0], "-i", "missing.wav", "out.dsf", *words)
 
     def test_refusals_name_the_mistake(self):

@@ -6,6 +6,7 @@
 #include "engine/base/status.h"
 #include "engine/options/options.h"
 
+#include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
@@ -29,11 +30,17 @@ inline Parsed parse(const Line& line, const ConversionSettings& before = {})
     return parsed;
 }
 
-/// The same with an input and an output behind the options.
-inline Parsed parseOptionsOnly(Line options)
+/// Words apart by single blanks: one at the end stands before an empty word.
+inline Line words(const std::string& text)
 {
-    options.insert(options.end(), {"-i", "in.wav", "out.dsf"});
-    return parse(options);
+    Line line(text.empty() ? 0 : 1);
+    for (const char c : text) c == ' ' ? line.emplace_back() : line.back() += c;
+    return line;
 }
+
+inline Parsed parse(const std::string& line) { return parse(words(line)); }
+
+/// With an input and an output behind the options.
+inline Parsed parseOptionsOnly(const std::string& options) { return parse(options + " -i in.wav out.dsf"); }
 
 } // namespace tesk::test

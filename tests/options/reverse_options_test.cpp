@@ -1,38 +1,31 @@
 // The command line back to PCM: what it fills, what it refuses and with which words.
-#include "engine/base/status.h"
 #include "engine/options/reverse_options.h"
+#include "tests/options/command_line.h"
 
-#include <gtest/gtest.h>
-#include <sstream>
-
-namespace tesk {
+namespace tesk::test {
 namespace {
 
-struct Parsed {
+struct Reversed {
     int status = 0;
     ReverseSettings settings;
     std::string text;
 };
 
-/// Words apart by blanks.
-Parsed parse(const std::string& line)
+Reversed parseBack(const std::string& line)
 {
-    std::istringstream words(line);
-    std::vector<std::string> arguments;
-    for (std::string word; words >> word;) arguments.push_back(word);
-    Parsed parsed;
+    Reversed parsed;
     CollectingReporter report;
-    parsed.status = parseReverse(arguments, parsed.settings, report);
+    parsed.status = parseReverse(words(line), parsed.settings, report);
     parsed.text = report.text;
     return parsed;
 }
 
 TEST(ReverseOptions, FillTheSettings)
 {
-    const Parsed all =
-        parse("-inproc-host --reverse -i a.dsf -s 88200 --bit 24 -f -n -l 20000 -z 0.9 0.5 0.1 -p -0.5 -t "
-              "1001 --format flac --wave64 --align --gain -3.5 --area multichannel --disc-track 7 -lf l.txt "
-              "-inproc-ctl 12 -inproc-ctl-fn 34 out.flac");
+    const Reversed all =
+        parseBack("-inproc-host --reverse -i a.dsf -s 88200 --bit 24 -f -n -l 20000 -z 0.9 0.5 0.1 -p -0.5 -t "
+                  "1001 --format flac --wave64 --align --gain -3.5 --area multichannel --disc-track 7 -lf l.txt "
+                  "-inproc-ctl 12 -inproc-ctl-fn 34 out.flac");
     const ReverseSettings& s = all.settings;
     ASSERT_EQ(all.status, 0) << all.text;
     EXPECT_EQ(all.text, "");
@@ -49,62 +42,47 @@ TEST(ReverseOptions, FillTheSettings)
     EXPECT_EQ(s.area, SacdAreaChoice::multichannel);
     EXPECT_EQ(s.discTracks, ReverseSettings::DiscTracks::one);
     EXPECT_EQ(s.discTrack, 7U);
-    const Parsed plain = parse("in.iso out.wav --reverse --gain auto --disc-track all");
+    const Reversed plain = parseBack("in.iso out.wav --reverse --gain auto --disc-track all");
     EXPECT_EQ(plain.settings.inputPath + "|" + plain.settings.outputPath, "in.iso|out.wav");
     EXPECT_TRUE(plain.settings.gainAuto);
-    EXPECT_EQ(parse("in.iso --disc-track list").status, 0) << "a list needs no output";
-    EXPECT_EQ(parse("a b -t 0").settings.taps, 0U);
+    EXPECT_EQ(parseBack("in.iso --disc-track list").status, 0) << "a list needs no output";
+    EXPECT_EQ(parseBack("a b -t 0").settings.taps, 0U);
 }
 
 TEST(ReverseOptions, RefuseWithTheirOwnWords)
 {
-    const char* const rate = "Error: sample rate must be multiple of 44100 or 48000\n";
-    const char* const depth = "Error: bit depth must be 16/24/32/64\n";
-    const char* const format = "Error: format must be wav or flac\n";
-    const char* const zeros = "-z requires 3 arguments\n";
-    const std::pair<const char*, const char*> refused[] = {
-        {"-s 44101", rate},
-        {"-s 0", rate},
-        {"-s -44100", rate},
-        {"--sampling fast", rate},
-        {"-b 20", depth},
-        {"--bit x", depth},
-        {"--format dsf", format},
-        {"--format WAV", format},
-        {"-z 1 2", zeros},
-        {"-z", zeros},
-        {"-z 0.1 b 0.2", zeros},
-        {"-lf", "Error: --log-file needs a path\n"},
-        {"--gui", "unknown option: --gui\n"},
-        {"-", "unknown option: -\n"},
-        {"-qr 1", "unknown option: -qr\n"},
-        {"-qt rms", "unknown option: -qt\n"},
-        {"a b c", "extra argument: c\n"},
-        {"-i a b c", "extra argument: c\n"},
-        {"-i a b -i c d", "extra argument: d\n"},
-        {"-l 0", "Error: --lowpass needs"},
-        {"-t -1", "Error: --taps needs"},
-        {"-t 65537", "Error: --taps needs"},
-        {"-p x", "Error: --pole needs"},
-        {"--gain loud", "Error: --gain needs"},
-        {"--gain", "Error: --gain needs"},
-        {"--area quad", "Error: --area must be"},
-        {"--disc-track 0", "Error: --disc-track needs"},
-        {"--disc-track 256", "Error: --disc-track needs"},
-        {"", "Error: --reverse needs an input and an output"},
-        {"only.dsf", "Error: --reverse needs"},
-        {"-i a", "Error: --reverse needs"},
-        {"-b", "Usage : -i INPUT [options] OUTPUT --reverse"},
+    const std::pair<const char*, Line> refused[] = {
+        {"Error: sample rate must be multiple of 44100 or 48000\n",
+         {"-s 44101", "-s 0", "-s -44100", "--sampling fast"}},
+        {"Error: bit depth must be 16/24/32/64\n", {"-b 20", "--bit x"}},
+        {"Error: format must be wav or flac\n", {"--format dsf", "--format WAV"}},
+        {"-z requires 3 arguments\n", {"-z 1 2", "-z", "-z 0.1 b 0.2"}},
+        {"Error: --log-file needs a path\n", {"-lf"}},
+        {"unknown option: --gui\n", {"--gui"}},
+        {"unknown option: -\n", {"-"}},
+        {"unknown option: -qr\n", {"-qr 1"}},
+        {"unknown option: -qt\n", {"-qt rms"}},
+        {"extra argument: c\n", {"a b c", "-i a b c"}},
+        {"extra argument: d\n", {"-i a b -i c d"}},
+        {"Error: --lowpass needs", {"-l 0"}},
+        {"Error: --taps needs", {"-t -1", "-t 65537"}},
+        {"Error: --pole needs", {"-p x"}},
+        {"Error: --gain needs", {"--gain loud", "--gain"}},
+        {"Error: --area must be", {"--area quad"}},
+        {"Error: --disc-track needs", {"--disc-track 0", "--disc-track 256"}},
+        {"Error: --reverse needs an input and an output", {"", "only.dsf", "-i a"}},
+        {"Usage : -i INPUT [options] OUTPUT --reverse", {"-b"}},
     };
-    for (const auto& [line, text] : refused) {
-        const Parsed parsed = parse(line);
-        EXPECT_EQ(parsed.status, DSD_ERROR) << line;
-        EXPECT_NE(parsed.text.find(text), std::string::npos) << line << ": " << parsed.text;
-    }
-    const Parsed help = parse("--reverse -h --nonsense");
+    for (const auto& [text, lines] : refused)
+        for (const std::string& line : lines) {
+            const Reversed parsed = parseBack(line);
+            EXPECT_EQ(parsed.status, DSD_ERROR) << line;
+            EXPECT_NE(parsed.text.find(text), std::string::npos) << line << ": " << parsed.text;
+        }
+    const Reversed help = parseBack("--reverse -h --nonsense");
     EXPECT_EQ(help.status, 0);
     EXPECT_TRUE(help.settings.help);
 }
 
 } // namespace
-} // namespace tesk
+} // namespace tesk::test
