@@ -7,8 +7,8 @@ namespace {
 /// The first line of a help text, for a column beside the options.
 std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
 
-/// For a part of an _arguments specification within single quotes.
-std::string specification(const std::string& text)
+/// For a part of what _arguments takes, within single quotes.
+std::string quotedPart(const std::string& text)
 {
     std::string out;
     for (const char c : text) {
@@ -42,7 +42,7 @@ std::string value(const Entry& entry)
     std::string text = entry.valueIsOptional ? "::" : ":", message;
     for (const char c : entry.argument)
         if (c != '[' && c != ']') message += c;
-    return text.append(specification(message)).append(":").append(action(entry));
+    return text.append(quotedPart(message)).append(":").append(action(entry));
 }
 
 /// One element of the _arguments array per spelling; a flag is offered once.
@@ -52,7 +52,7 @@ std::string elements(const Entry& entry)
     if (!entry.takesValue()) again.assign("(").append(joined(entry.names, " ")).append(")");
     for (const std::string& name : entry.names) {
         text.append("    '").append(again).append(name);
-        text.append("[").append(specification(firstLine(entry.text))).append("]");
+        text.append("[").append(quotedPart(firstLine(entry.text))).append("]");
         if (entry.takesValue()) text += value(entry);
         text += "'\n";
     }
