@@ -59,7 +59,6 @@ int run(const ConversionSettings& settings, Reporter& report)
 int runForward(const std::vector<std::string>& arguments)
 {
     LogReporter report;
-    ProcessState& state = processState();
     if (refusesDsdInputs(arguments, report)) return finish_status(kCommandLineRejected);
     if (typedWords(arguments).empty()) {
         report.closing("%-20s\tNo input files specified.\n", "Report");
@@ -68,17 +67,13 @@ int runForward(const std::vector<std::string>& arguments)
     }
     ConversionSettings settings;
     const ParseOutcome parsed = parse_options(arguments, settings, report);
-    if (parsed.finished) state.pending_exit_code.store(0);
+    if (parsed.finished && !settings.presetList) processState().pending_exit_code.store(0); // help and version alone
     if (parsed.finished && asksForHelp(arguments) && isAbout(kStagesHeading, helpTopic(arguments))) printStages(report);
     if (parsed.finished || parsed.status != 0) return finish_status(parsed.status);
     if (!settings.presetSavePath.empty()) {
         if (!savePresetFile(settings.presetSavePath, settings, report)) return finish_status(DSD_ERROR_PRESET);
-        if (settings.inputs.empty()) { // that was all
-            state.pending_exit_code.store(0);
-            return finish_status(DSD_SUCCESS);
-        }
+        if (settings.inputs.empty()) return finish_status(DSD_SUCCESS); // that was all
     }
-
     return run(settings, report);
 }
 

@@ -1,20 +1,13 @@
 // A command line, one argument per line of the input.
 #include "engine/base/status.h"
 #include "engine/options/options.h"
+#include "fuzz/command_line.h"
 
-#include <cstddef>
-#include <cstdint>
 #include <cstdlib>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    std::vector<std::string> arguments;
-    if (size > 0) arguments.emplace_back();
-    for (std::size_t i = 0; i < size; ++i)
-        if (data[i] == '\n')
-            arguments.emplace_back();
-        else
-            arguments.back() += static_cast<char>(data[i]);
+    const auto arguments = commandLine(data, size);
     tesk::ConversionSettings settings;
     tesk::CollectingReporter report;
     const auto outcome = tesk::parse_options(arguments, settings, report);

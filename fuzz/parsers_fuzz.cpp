@@ -1,21 +1,14 @@
 // One command line through both parsers, one argument per line of the input: they must agree.
 #include "engine/base/status.h"
 #include "engine/options/cli11_application.h"
+#include "fuzz/command_line.h"
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
 #include <cstdlib>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    std::vector<std::string> arguments;
-    if (size > 0) arguments.emplace_back();
-    for (std::size_t i = 0; i < size; ++i)
-        if (data[i] == '\n')
-            arguments.emplace_back();
-        else
-            arguments.back() += static_cast<char>(data[i]);
+    auto arguments = commandLine(data, size);
     std::erase(arguments, "--cli-v2"); // would send the first line to the second parser
 
     tesk::ConversionSettings first, second;

@@ -1,20 +1,13 @@
 // A command line of the way back to PCM, one argument per line of the input.
 #include "engine/base/status.h"
 #include "engine/options/reverse_options.h"
+#include "fuzz/command_line.h"
 
-#include <cstddef>
-#include <cstdint>
 #include <cstdlib>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    std::vector<std::string> arguments;
-    if (size > 0) arguments.emplace_back();
-    for (std::size_t i = 0; i < size; ++i)
-        if (data[i] == '\n')
-            arguments.emplace_back();
-        else
-            arguments.back() += static_cast<char>(data[i]);
+    const auto arguments = commandLine(data, size);
     tesk::ReverseSettings settings;
     tesk::CollectingReporter report;
     const int status = tesk::parseReverse(arguments, settings, report);

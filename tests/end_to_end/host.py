@@ -57,6 +57,9 @@ assert main("-i", "missing.wav", "no.dsf") == -51
 assert main("-i", "b.wav", "b1.dsf", None) == 1, "a null word is an empty output name"
 assert main("-i", "b.wav", "b1.dsf") == 0
 assert main("-i", "a.wav", "a2.dsf") == 0
+assert main("--preset-list") == 0
+assert main("--preset-save", "mine.json", "-os", "128") == 0
+assert main("-i", "missing.wav", "no.dsf") == -51, "lists and presets leave no status for the next call"
 assert main("--version") == 0
 assert main("-i", "missing.wav", "no.dsf") == 0, "the status left by the version banner"
 assert main("-i", "missing.wav", "no.dsf") == -51
