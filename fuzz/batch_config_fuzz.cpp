@@ -1,6 +1,7 @@
 // Any bytes as the file of --batch-config: what is accepted gives words that the option parser takes one by one.
 #include "engine/base/status.h"
 #include "engine/batch/batch_config.h"
+#include "engine/json/json_text.h"
 #include "engine/options/option_use.h"
 
 #include <cstdint>

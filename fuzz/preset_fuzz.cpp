@@ -1,5 +1,6 @@
 // A preset file: read, applied and, when it is good, saved and loaded again as the same settings.
-#include "engine/options/preset_keys.h"
+#include "engine/json/json_text.h"
+#include "engine/options/preset_use.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -2,6 +2,7 @@
 
 #include "engine/base/paths.h"
 #include "engine/base/reporter.h"
+#include "engine/json/json_file.h"
 
 #include <algorithm>
 #include <type_traits>

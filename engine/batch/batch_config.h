@@ -7,7 +7,7 @@
 #include "engine/base/settings.h"
 #include "engine/batch/batch_inputs.h"
 #include "engine/batch/config_option.h"
-#include "engine/json/json_text.h"
+#include "engine/json/json_value.h"
 
 #include <optional>
 #include <string>

@@ -1,7 +1,7 @@
 // One option as the configuration of a batch writes it: "oversampling": 128.
 #pragma once
 
-#include "engine/json/json_text.h"
+#include "engine/json/json_value.h"
 #include "engine/options/option_table.h"
 
 #include <string>

@@ -2,12 +2,8 @@
 
 #include "engine/base/reporter.h"
 #include "engine/base/utf8.h"
-#include "platform/files.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <charconv>
-#include <cmath>
 #include <iterator>
 #include <limits>
 #include <nlohmann/json.hpp>
@@ -196,147 +192,32 @@ std::size_t lineAt(std::string_view text, std::size_t position)
                    std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(position), '\n'));
 }
 
-/// Why the bytes are no UTF-8 text at all; empty when they may be.
-std::string wrongEncoding(std::string_view text)
-{
-    const bool marked = text.starts_with("\xFE\xFF") || text.starts_with("\xFF\xFE");
-    const bool zeros = text.size() > 1 && (text[0] == '\0' || text[1] == '\0'); // JSON begins with ASCII
-    return marked || zeros ? "the file is UTF-16 or UTF-32 text; save it as UTF-8" : "";
-}
+using Written = nlohmann::ordered_json;
 
-void appendQuoted(std::string& out, std::string_view text)
-{
-    out += '"';
-    for (const char c : text) {
-        if (c == '"' || c == '\\')
-            out.append(1, '\\').append(1, c);
-        else if (c == '\n')
-            out += "\\n";
-        else if (c == '\t')
-            out += "\\t";
-        else if (static_cast<unsigned char>(c) < 0x20)
-            out += format("\\u%04x", static_cast<unsigned>(c));
-        else
-            out += c;
-    }
-    out += '"';
-}
-
-std::string numberText(double value)
-{
-    if (!std::isfinite(value)) return "null";
-    char digits[32];
-    const auto end = std::to_chars(std::begin(digits), std::end(digits), value).ptr;
-    std::string text(std::begin(digits), end);
-    return text.find_first_of(".e") == std::string::npos ? text + ".0" : text; // else it would read back as an integer
-}
-
-void appendValue(std::string& out, const JsonValue& value, std::size_t depth);
-
-/// The members or items between their brackets, each on a line of its own.
-template <class Elements, class Append>
-void appendElements(std::string& out, const Elements& elements, std::string_view brackets, std::size_t depth,
-                    Append append)
-{
-    out += brackets[0];
-    for (const auto& element : elements) {
-        out += &element == &elements.front() ? "\n" : ",\n";
-        out.append(4 * (depth + 1), ' ');
-        append(element);
-    }
-    if (!elements.empty()) out.append("\n").append(4 * depth, ' ');
-    out += brackets[1];
-}
-
-void appendValue(std::string& out, const JsonValue& value, std::size_t depth)
+/// The same tree as the library writes it; the depth is that of the caller's own values.
+Written written(const JsonValue& value)
 {
     switch (value.kind) {
-    case JsonValue::Kind::null: out += "null"; break;
-    case JsonValue::Kind::boolean: out += value.boolean ? "true" : "false"; break;
-    case JsonValue::Kind::integer: out += std::to_string(value.integer); break;
-    case JsonValue::Kind::number: out += numberText(value.number); break;
-    case JsonValue::Kind::text: appendQuoted(out, value.text); break;
-    case JsonValue::Kind::list:
-        appendElements(out, value.items, "[]", depth,
-                       [&](const JsonValue& item) { appendValue(out, item, depth + 1); });
-        break;
-    case JsonValue::Kind::object:
-        appendElements(out, value.members, "{}", depth, [&](const auto& member) {
-            appendQuoted(out, member.key);
-            out += ": ";
-            appendValue(out, member.value, depth + 1);
-        });
-        break;
+    case JsonValue::Kind::null: return nullptr;
+    case JsonValue::Kind::boolean: return value.boolean;
+    case JsonValue::Kind::integer: return value.integer;
+    case JsonValue::Kind::number: return value.number;
+    case JsonValue::Kind::text: return value.text;
+    case JsonValue::Kind::list: {
+        Written list = Written::array();
+        for (const JsonValue& item : value.items) list.push_back(written(item));
+        return list;
     }
-}
-
-/// The whole file; nothing, with the reason, when it is none or too large.
-std::optional<std::string> readWhole(const std::string& path, std::string& error)
-{
-    const platform::FileKind kind = platform::fileKind(path);
-    if (kind == platform::FileKind::directory) error = "it is a directory; name a file in it";
-    if (kind == platform::FileKind::missing) error = "there is no such file";
-    if (kind == platform::FileKind::other) error = "it is a device or a pipe; name a file";
-    if (kind != platform::FileKind::regular) return {};
-    const platform::FilePtr file(platform::open_utf8(path.c_str(), "rb"));
-    const auto size = platform::fileSize(path);
-    if (!file || !size) {
-        error = platform::errorText(errno);
-        return {};
+    case JsonValue::Kind::object: {
+        Written object = Written::object();
+        for (const JsonMember& member : value.members) object[member.key] = written(member.value);
+        return object;
     }
-    if (*size > kLargestJsonFile) {
-        error = "it is larger than 16 MiB; this is no file of settings";
-        return {};
     }
-    std::string text(static_cast<std::size_t>(*size), '\0');
-    errno = 0;
-    text.resize(std::fread(text.data(), 1, text.size(), file.get()));
-    if (std::ferror(file.get()) == 0) return text;
-    error = platform::errorText(errno);
-    return {};
-}
-
-} // namespace
-
-const JsonValue* JsonValue::find(std::string_view key) const
-{
-    for (const auto& [name, value] : members)
-        if (name == key) return &value;
     return nullptr;
 }
 
-JsonValue JsonValue::ofBoolean(bool value)
-{
-    JsonValue made;
-    made.kind = Kind::boolean;
-    made.boolean = value;
-    return made;
-}
-
-JsonValue JsonValue::ofInteger(std::int64_t value)
-{
-    JsonValue made;
-    made.kind = Kind::integer;
-    made.integer = value;
-    made.number = static_cast<double>(value);
-    return made;
-}
-
-JsonValue JsonValue::ofNumber(double value)
-{
-    JsonValue made;
-    made.kind = Kind::number;
-    made.number = value;
-    return made;
-}
-
-JsonValue JsonValue::ofText(std::string value)
-{
-    JsonValue made;
-    made.kind = Kind::text;
-    made.text = std::move(value);
-    return made;
-}
+} // namespace
 
 std::optional<JsonValue> parseJson(std::string_view text, std::string& error)
 {
@@ -360,23 +241,10 @@ std::optional<JsonValue> parseJson(std::string_view text, std::string& error)
     return {};
 }
 
-std::optional<JsonValue> readJsonFile(const std::string& path, std::string& error)
-{
-    std::string reason;
-    std::optional<JsonValue> value;
-    if (const auto text = readWhole(path, reason)) {
-        reason = wrongEncoding(*text);
-        if (reason.empty()) value = parseJson(*text, reason);
-    }
-    if (!value) error = path + ": " + reason;
-    return value;
-}
-
 std::string jsonText(const JsonValue& value)
 {
-    std::string out;
-    appendValue(out, value, 0);
-    return out + "\n";
+    constexpr int kIndent = 4;
+    return written(value).dump(kIndent, ' ', false, Written::error_handler_t::replace) + "\n";
 }
 
 } // namespace tesk

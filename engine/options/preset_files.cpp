@@ -2,8 +2,8 @@
 
 #include "container/output_file.h"
 #include "engine/base/paths.h"
-#include "engine/json/json_text.h"
-#include "engine/options/preset_keys.h"
+#include "engine/json/json_file.h"
+#include "engine/options/preset_use.h"
 #include "platform/dynamic_library.h"
 #include "platform/folders.h"
 

@@ -1,5 +1,6 @@
 // The JSON file of settings per item.
 #include "engine/batch/batch_config.h"
+#include "engine/json/json_text.h"
 #include "engine/options/options.h"
 #include "tests/batch/folder_fixture.h"
 

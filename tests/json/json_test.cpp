@@ -1,4 +1,5 @@
 // JSON texts: what is read keeps value, kind, order and line; what is no JSON is refused with its line.
+#include "engine/json/json_file.h"
 #include "engine/json/json_text.h"
 
 #include <bit>

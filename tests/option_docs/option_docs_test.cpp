@@ -1,8 +1,10 @@
 // What is made from the option table, judged by the shells and programs that read it.
 #include "engine/base/status.h"
 #include "engine/batch/batch_config.h"
+#include "engine/json/json_file.h"
 #include "engine/options/option_table.h"
 #include "engine/options/preset_keys.h"
+#include "engine/options/preset_use.h"
 #include "engine/options/reverse_options.h"
 #include "tools/option_docs/documents.h"
 

@@ -1,6 +1,8 @@
 // Presets: what is saved loads as the same settings, what is wrong changes nothing, the command line counts more.
+#include "engine/json/json_text.h"
 #include "engine/options/preset_files.h"
 #include "engine/options/preset_keys.h"
+#include "engine/options/preset_use.h"
 #include "tests/options/command_line.h"
 
 #include <cstdlib>

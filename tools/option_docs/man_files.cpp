@@ -2,6 +2,7 @@
 #include "engine/json/json_text.h"
 #include "engine/options/option_table.h"
 #include "engine/options/preset_keys.h"
+#include "engine/options/preset_values.h"
 #include "tools/option_docs/documents.h"
 #include "tools/option_docs/roff.h"
 
