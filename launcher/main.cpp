@@ -1,4 +1,4 @@
-// The command-line program: the engine in a process of its own, stopped by Ctrl-C.
+// The command-line program: the engine in a process of its own, stopped by Ctrl-C or a closed terminal.
 #include "public/inproc_ctl.h"
 #include "public/tesk_engine.h"
 
@@ -53,6 +53,9 @@ void installSignals()
     action.sa_flags = SA_RESTART;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    struct sigaction hangup {};
+    if (sigaction(SIGHUP, nullptr, &hangup) == 0 && hangup.sa_handler != SIG_IGN) // nohup wants to go on
+        sigaction(SIGHUP, &action, nullptr);
     // A player that closes its end of the pipe shall end in an error text, not in a silent death.
     std::signal(SIGPIPE, SIG_IGN);
 }

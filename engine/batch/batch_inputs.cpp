@@ -16,10 +16,15 @@ namespace {
 constexpr std::array<std::string_view, 16> kRecordings = {"flac", "fla", "wav", "wave", "w64",  "rf64", "aiff", "aif",
                                                           "aifc", "wv",  "tta", "ape",  "alac", "m4a",  "caf",  "mac"};
 
-bool isRecording(const platform::FolderEntry& entry)
+/// Music that a folder may hold beside them: mostly lossy, and only read by the loaded decoders.
+constexpr std::array<std::string_view, 10> kOtherMusic = {"mp3", "ogg", "oga", "opus", "aac",
+                                                          "wma", "mpc", "mp2", "tak",  "ofr"};
+
+template <std::size_t Count>
+bool endsWithOne(const platform::FolderEntry& entry, const std::array<std::string_view, Count>& extensions)
 {
     return entry.kind == platform::FileKind::regular &&
-           std::find(kRecordings.begin(), kRecordings.end(), fileExtension(entry.name)) != kRecordings.end();
+           std::find(extensions.begin(), extensions.end(), fileExtension(entry.name)) != extensions.end();
 }
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
@@ -88,11 +93,17 @@ private:
         }
         std::stable_sort(entries->begin(), entries->end(),
                          [](const auto& a, const auto& b) { return naturallyBefore(a.name, b.name); });
+        std::size_t others = 0;
         for (const auto& entry : *entries) {
-            if (entry.name.starts_with('.') || !isRecording(entry)) continue;
+            if (entry.name.starts_with('.')) continue;
+            others += endsWithOne(entry, kOtherMusic) ? 1 : 0;
+            if (!endsWithOne(entry, kRecordings)) continue;
             found_ = true;
             addFile({folder + entry.name, below}, false);
         }
+        if (others > 0)
+            notes_.push_back("the folder \"" + folder + "\" also has " + std::to_string(others) +
+                             " files of other kinds (mp3, ogg, ...); they are left out unless you name them");
         return !recursive_ || std::all_of(entries->begin(), entries->end(), [&](const auto& entry) {
             const bool wanted = entry.kind == platform::FileKind::directory && !entry.name.starts_with('.');
             return !wanted ||

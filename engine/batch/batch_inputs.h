@@ -21,10 +21,9 @@ struct BatchInput {
 ///
 /// A name without wildcards that does not exist stays in the list, for it is that item's failure and not the batch's.
 /// @param outputDirectory  left out of folders that contain it, for what it holds are outputs; empty: none
-/// @param notes  receives what was left out and why, worth a warning: subfolders that cannot be read
-/// @return  false with `error` naming it when a pattern fits nothing, or a folder is not there, cannot be read or has
-/// no
-///          recording
+/// @param notes  receives what was left out and why, worth a warning: subfolders that cannot be read, lossy music
+/// @return  false with `error` naming it when a pattern fits nothing, or a folder is not there, cannot be read or
+///          has no recording
 bool expandInputs(const std::vector<std::string>& given, bool recursive, const std::string& outputDirectory,
                   std::vector<BatchInput>& out, std::vector<std::string>& notes, std::string& error);
 

@@ -67,6 +67,11 @@ TEST_F(Inputs, Folders)
                              "m/CD2/deep/1.tta", "m/.git/1.wav", "m/dir.wav/1.wav", "e/sub/1.wav"})
         save(name);
     EXPECT_EQ(expand({"m"}), (Names{"m/2 a.wav", "m/10 b.FLAC"}));
+    EXPECT_EQ(notes, Names{});
+    save("m/b.mp3");
+    save("m/CD2/b.OGG");
+    EXPECT_EQ(expand({"m"}), (Names{"m/2 a.wav", "m/10 b.FLAC"}));
+    EXPECT_EQ(notes.size(), 1u) << "music must not stay behind without a word";
     EXPECT_EQ(expand({"m/"}, true), (Names{"m/2 a.wav", "m/10 b.FLAC", "m/CD2/1.wv|CD2", "m/CD2/deep/1.tta|CD2/deep",
                                            "m/CD10/1.aiff|CD10", "m/dir.wav/1.wav|dir.wav"}));
     EXPECT_EQ(expand({"m/CD*"}), (Names{"m/CD10/1.aiff", "m/CD2/1.wv"}));

@@ -185,11 +185,12 @@ class Trouble(Case):
         wav(self.path("in.wav"), [sine(44100)] * 2, bits=24)
         subprocess.run(["sox", "in.wav", "long.wav", "repeat", "200"], check=True, cwd=self.folder)
         moments = set()
-        for delay in (0.0, 0.02, 0.1, 0.6, 1.5):
+        for delay, request in ((0.0, signal.SIGINT), (0.02, signal.SIGTERM), (0.1, signal.SIGHUP),
+                               (0.6, signal.SIGINT), (1.5, signal.SIGHUP)):
             process = subprocess.Popen([TESK, "-i", "long.wav", "stop.dsf"], stderr=subprocess.PIPE,
                                        stdout=subprocess.PIPE, cwd=self.folder)
             time.sleep(0.03 + delay)
-            process.send_signal(signal.SIGINT)
+            process.send_signal(request)
             error = process.communicate(timeout=60)[1]
             self.assertEqual(process.returncode, shell_status(-61), error)
             self.assertEqual(error.count(b"conversion aborted, output is incomplete"), 1)

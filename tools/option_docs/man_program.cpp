@@ -57,7 +57,7 @@ void appendExitStatuses(RoffPage& page)
         else if (status == kHostStopped)
             page.item(bold(std::to_string(256 + status)) + " (" + roffText(std::to_string(status)) + ")",
                       "stopped, by Ctrl-C or by the host");
-    page.item(bold("130") + ", " + bold("143"), "ended by a second Ctrl-C or SIGTERM");
+    page.item(bold("129") + ", " + bold("130") + ", " + bold("143"), "ended by a second SIGHUP, Ctrl-C or SIGTERM");
 }
 
 constexpr Row kVariables[] = {
