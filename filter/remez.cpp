@@ -375,12 +375,12 @@ PDM_ENCODING_STATUS remezExchange(int taps, double* h, int bands, const double* 
 {
     const Wish wish{taps, bands, edges, desired, weights, type, gridDensity};
     if (const char* fault = argumentFault(wish, h, maxIterations)) {
-        report.out("%-20s\n", fault);
+        report.closing("%-20s\n", fault);
         return PDM_REMEZ_INVALID_PARAM;
     }
     Exchange exchange(wish);
     const PDM_ENCODING_STATUS status = exchange.run(maxIterations, stop);
-    if (status == PDM_REMEZ_NOT_CONVERGED) report.out("%-20s\n", "Remez error: not converged within %d iterations");
+    if (status == PDM_REMEZ_NOT_CONVERGED) report.closing("%-20s\n", "Remez error: not converged within %d iterations");
     if (status == DSD_SUCCESS) exchange.writeTaps(h);
     return status;
 }

@@ -87,6 +87,8 @@ public:
 
     void readFrames(TagBytes bytes)
     {
+        const auto last = std::find_if(bytes.rbegin(), bytes.rend(), [](std::uint8_t byte) { return byte != 0; });
+        paddingBytes_ = static_cast<std::size_t>(last - bytes.rbegin());
         TagCursor cursor(bytes, ByteOrder::big);
         while (readFrame(cursor)) {
         }
@@ -112,12 +114,14 @@ private:
         return id.size() == idBytes();
     }
 
-    /// Whether a frame may end before `rest`: there is the end of the tag, padding or a frame.
+    /// Whether a frame may end before `rest`: there is the end of the tag, a frame, or nothing but zeros to the end.
     bool mayEndBefore(TagBytes rest) const
     {
-        return rest.empty() || rest[0] == 0 || (rest.size() >= kHeaderBytes && isFrameId(rest.first(idBytes())));
+        return rest.size() <= paddingBytes_ || (rest.size() >= kHeaderBytes && isFrameId(rest.first(idBytes())));
     }
 
+    /// Sizes of version 2.4 are synchsafe, and yet many programs write plain ones: the reading counts that leads to
+    /// where a frame may end.
     std::uint32_t frameBytes(std::uint32_t raw, TagBytes behindHeader) const
     {
         if (version_ < 4) return raw;
@@ -235,6 +239,7 @@ private:
 
     unsigned version_;
     TagSet& tags_;
+    std::size_t paddingBytes_ = 0; // zeros at the end of the tag
     std::string year_, dayMonth_;
     std::vector<std::pair<std::string, std::string>> later_; // name and text
     ReplayGain volumes_;

@@ -161,6 +161,8 @@ TEST(TagBlocks, Id3v2ThatTheJudgesDoNotWrite)
     const std::string longText(300, 'x');
     const auto T = [](const std::string& text) { return bytesOf(std::string(1, '\0') + text); };
     const Bytes utf16 = {1, 0xFF, 0xFE, 'o', 0, 0x3D, 0xD8, 0x00, 0xDE, 0x3D, 0xD8}; // U+1F600, then half a character
+    Bytes wide = {1, 0xFE, 0xFF}; // zeros all over: none of them is padding
+    for (const char x : longText) wide.insert(wide.end(), {0, static_cast<std::uint8_t>(x)});
     const struct {
         const char* what;
         Bytes tag;
@@ -179,6 +181,9 @@ TEST(TagBlocks, Id3v2ThatTheJudgesDoNotWrite)
         {"2.4 extended header", id3(4, 0x40, {{0, 0, 0, 6, 1, 0}, frame(4, "TIT2", T("t"))}), {{"TITLE", "t"}}},
         {"2.4 plain sizes",
          id3(4, 0, {frame(4, "TALB", T(longText)), frame(4, "TIT2", T("t")), Bytes(20)}),
+         {{"ALBUM", longText}, {"TITLE", "t"}}},
+        {"2.4 plain sizes and zeros",
+         id3(4, 0, {frame(4, "TALB", wide), frame(4, "TIT2", T("t")), Bytes(20)}),
          {{"ALBUM", longText}, {"TITLE", "t"}}},
         {"2.4 frame flags", // in a group, with a length, unsynchronised; then compressed, then encrypted
          id3(4, 0,
