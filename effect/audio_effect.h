@@ -41,6 +41,8 @@ public:
     /// One line of usage, from the registry.
     virtual const char* usage() const;
     virtual unsigned capabilities() const { return capability::transform; }
+    /// Samples by which low tones leave the prepared stage late.
+    virtual double delay() const { return 0.0; }
 
     /// Null succeeds and changes nothing; a record of another stage's type gives DSD_ERROR and changes nothing.
     /// A stage without a record of its own ignores the argument.

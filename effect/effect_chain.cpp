@@ -2,6 +2,13 @@
 
 namespace p2p::effect {
 
+double EffectChain::delay() const
+{
+    double samples = 0;
+    for (const auto& stage : stages_) samples += stage->delay();
+    return samples;
+}
+
 Status EffectChain::prepare(const EffectFormat& format)
 {
     format_ = format;

@@ -14,6 +14,8 @@ public:
     void append(std::unique_ptr<AudioEffect> stage) { stages_.push_back(std::move(stage)); }
     const std::vector<std::unique_ptr<AudioEffect>>& stages() const { return stages_; }
     const EffectFormat& format() const { return format_; }
+    /// Samples of all prepared stages together.
+    double delay() const;
 
     Status prepare(const EffectFormat& format);
     Status process(double** channels, std::size_t frames, unsigned channelCount);

@@ -22,6 +22,7 @@ public:
     }
     const char* name() const override { return "lookahead-limiter"; }
 
+    double delay() const override { return line_.empty() ? 0.0 : static_cast<double>(line_.size() - 1); }
     Status prepare(const EffectFormat& format) override;
     Status process(double** channels, std::size_t frames, unsigned channelCount) override;
     Status reset() override;

@@ -93,4 +93,12 @@ CifbEffect::CifbEffect(int order, const tesk::kernel::KernelTable& kernels, tesk
 {
 }
 
+double CifbEffect::delay() const
+{
+    double samples = 0;
+    for (const tesk::kernel::Sos& section : noiseTransferFunction())
+        samples -= (section.a1 + 2 * section.a2) / (1 + section.a1 + section.a2);
+    return samples;
+}
+
 } // namespace p2p::effect

@@ -32,6 +32,8 @@ public:
     {
         return tesk::modulator::cifbSections(order_);
     }
+    /// Of the signal transfer function D(1) / D(z) at DC.
+    double delay() const override;
     /// Measured as that of the direct form: orders 10 and 11 were seen to run away at 0 dBFS and not at −0.5.
     double overloadOnsetDbfs() const override { return order_ > 9 ? -0.5 : 0.5; }
 

@@ -37,6 +37,10 @@ Status buildStages(Pcm2pdm& job)
         status = job.chain.prepare({job.plan.pcmRate, job.plan.channels, job.plan.totalFrames});
     }
     if (!status) job.report.line("Report", "EffectChain: failed to initialize\n");
+    if (job.settings.lookaheadLimiter && job.plan.channels > 1)
+        job.report.alert(
+            "--lal has one delay line for all channels: 75 times a second each channel begins with a piece "
+            "of the one before it. Take it for mono, and --headroom for anything else.\n");
     return status;
 }
 

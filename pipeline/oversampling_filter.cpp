@@ -69,9 +69,10 @@ Status designOversamplingFilter(Pcm2pdm& job)
     reportFinalFilter(job, *prototype);
     job.phases = std::make_unique<kernel::PhaseTable>(*prototype, static_cast<std::size_t>(plan->phases));
     const auto louder = [](double a, double b) { return std::abs(a) < std::abs(b); };
-    // The kernel is one sample late.
+    // The kernel is one sample late, and what is left of whole phases falls away in front.
     job.filterDelay = 1 + static_cast<std::uint64_t>(std::max_element(prototype->begin(), prototype->end(), louder) -
                                                      prototype->begin());
+    job.filterDelay -= std::min<std::uint64_t>(prototype->size() % job.phases->phases(), job.filterDelay);
     // The threshold is a level of the music; the oversampled signal is at half scale.
     if (job.settings.noiseThresholdDb)
         job.expansionThreshold = 0.5 * std::pow(10.0, *job.settings.noiseThresholdDb / 20);

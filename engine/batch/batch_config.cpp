@@ -109,6 +109,13 @@ private:
     std::string& error_;
 };
 
+/// Whether what is said ends what was said before of the option.
+bool replaces(const ConfigOption& said, const Option& option)
+{
+    const bool chooses = !said.words.empty() && choosesModulator(said.option->longName());
+    return said.option == &option || (chooses && choosesModulator(option.longName()));
+}
+
 } // namespace
 
 std::vector<const ConfigOption*> BatchConfig::optionsFor(const BatchInput& input, std::size_t track) const
@@ -116,7 +123,7 @@ std::vector<const ConfigOption*> BatchConfig::optionsFor(const BatchInput& input
     std::vector<const ConfigOption*> chosen;
     const auto add = [&](const std::vector<ConfigOption>& options) {
         for (const ConfigOption& option : options) {
-            std::erase_if(chosen, [&](const ConfigOption* earlier) { return earlier->option == option.option; });
+            std::erase_if(chosen, [&](const ConfigOption* earlier) { return replaces(option, *earlier->option); });
             chosen.push_back(&option);
         }
     };
@@ -136,8 +143,10 @@ std::vector<std::string> BatchConfig::wordsFor(const BatchInput& input, std::siz
 
 void BatchConfig::takeBack(const BatchInput& input, std::size_t track, ConversionSettings& settings) const
 {
-    for (const ConfigOption* option : optionsFor(input, track))
-        if (option->words.empty()) makeFresh(*option->option, settings);
+    for (const ConfigOption* said : optionsFor(input, track))
+        for (const OptionGroup& group : optionGroups())
+            for (const Option& option : group.options)
+                if (replaces(*said, option)) makeFresh(option, settings);
 }
 
 std::vector<std::string> BatchConfig::unmatched(const std::vector<BatchInput>& inputs) const

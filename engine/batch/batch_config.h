@@ -28,12 +28,14 @@ struct BatchConfig {
     std::vector<Track> tracks;
 
     /// The item's words for the option parser: the defaults', then the matching tracks'. What a track says of an option
-    /// takes the place of what the defaults, or an earlier track, say of it.
+    /// takes the place of what the defaults, or an earlier track, say of it; one that chooses a modulator, that of
+    /// every other such option.
     /// @param track  the item's position in the batch, from 1
     std::vector<std::string> wordsFor(const BatchInput& input, std::size_t track) const;
 
-    /// Gives the settings of options that the file sets to false for this item, and that the common command line has,
-    /// their state in a fresh record.
+    /// Gives the settings of the options that the file speaks of for this item, and that the common command line may
+    /// have, their state in a fresh record, before the words are applied: lists begin anew, and a modulator takes the
+    /// place of another.
     void takeBack(const BatchInput& input, std::size_t track, ConversionSettings& settings) const;
 
     /// A line for every entry of "tracks" that chooses none of these items; worth a warning.

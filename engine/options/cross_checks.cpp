@@ -54,6 +54,8 @@ bool filesAreNamed(const ConversionSettings& s, Reporter& report)
         return reject(report, format("Error : --pipe writes to standard output, so the output file %s cannot be "
                                      "written too.\n",
                                      s.outputPath.c_str()));
+    if (s.pipe && s.dxd)
+        return reject(report, "Error : --dxd writes a file; name one that ends in .wav, .w64 or .flac.\n");
     const bool hasOutput = s.pipe || !s.outputPath.empty();
     if (!hasOutput && !listing && !s.measure && !s.record && !s.batch)
         return reject(report, format("%-20s\tNo output file specified.\n", "Report"));
@@ -69,7 +71,7 @@ constexpr std::array<std::string_view, 4> kContainers = {"dsf", "dff", "dst", "w
 
 bool extensionFits(const ConversionSettings& s, const std::string& extension, Reporter& report)
 {
-    if (!s.format.empty()) {
+    if (!s.format.empty() && !s.dxd) {
         if (!extension.empty() && extension != s.format)
             report.line("Report", "note: --format %s overrides the output extension '%s'\n", s.format.c_str(),
                         extension.c_str());
@@ -101,9 +103,38 @@ void settleDst(ConversionSettings& s, const std::string& extension, Reporter& re
 {
     const std::string container = s.format.empty() ? extension : s.format;
     if (extension == "dst" && container == "dff") s.dst = true;
-    if (!s.dst || container == "dff" || container == "dst") return;
+    if (!s.dst || s.dxd || container == "dff" || container == "dst") return;
     report.line("Report", "Enable DST compression (write a .dff)\n");
     s.format = "dff";
+}
+
+void warnOfModulatorOptions(const ConversionSettings& s, Reporter& report)
+{
+    const auto given = [&](const char* name) { return s.given.count(name) > 0; };
+    const bool poles = s.multiPole || !s.multiPoles.empty() || s.singlePole;
+    // A pole above 0 has its use in the 16-bit noise shaper.
+    if (!s.usesDirectForm() && (s.psychoacoustic || poles || given("--zero") || (given("--pole") && s.pole <= 0)))
+        report.err("Warning: --psy, --mp-ns, --mp-poles, --single-pole, -p and -z act on the -o modulator only.\n");
+    if (s.orderGiven && !s.usesDirectForm())
+        report.err("Warning: -o is not used: --mash, --cifb and --sos-ef choose the modulator.\n");
+    if (s.usesDirectForm() && s.psychoacoustic && (poles || !s.zeros.empty() || given("--pole")))
+        report.err("Warning: --psy places zeros and poles itself; -z, -p, --mp-ns and --mp-poles are not used.\n");
+    if (!s.psychoacoustic && (given("--psy-phon") || given("--psy-strategy")))
+        report.err("Warning: --psy-phon and --psy-strategy need --psy.\n");
+    if (!s.lookaheadLimiter && (given("--lal-lookahead") || given("--lal-threshold")))
+        report.err("Warning: --lal-lookahead and --lal-threshold need --lal.\n");
+    if (s.lookaheadLimiter && given("--soft-limiter"))
+        report.err("Warning: --lal takes the place of the soft limiter; --soft-limiter is not used.\n");
+}
+
+void warnOfDxdOptions(const ConversionSettings& s, Reporter& report)
+{
+    if (!s.dxd && (s.quantizationRatio || !s.quantizationType.empty() || s.dxdSampleRate > 0))
+        report.err("Warning: -qr, -qt and --dxd-samplerate act on the --dxd output only.\n");
+    if (s.dxd && (s.pdfReport || s.designLog == "ns"))
+        report.err("Warning: --dxd has no modulator; --pdf-report and --log ns are not used.\n");
+    if (s.dxd && (s.dst || !s.format.empty() || s.orderGiven || s.cifbOrder != 0 || s.sosEfOrder > 0 || s.mash))
+        report.err("Warning: --dxd writes PCM; --format, --dst and the choice of a modulator are not used.\n");
 }
 
 void printWarnings(const ConversionSettings& s, Reporter& report)
@@ -112,30 +143,18 @@ void printWarnings(const ConversionSettings& s, Reporter& report)
         report.err("Warning: --dither has no effect on DSD output -- DSD is 1-bit, there is no bit depth to reduce; "
                    "each modulator quantization stage already applies TPDF dither and noise shaping. --dither only "
                    "applies to PCM output.\n");
-    if (!s.dxd && (s.quantizationRatio || !s.quantizationType.empty() || s.dxdSampleRate > 0))
-        report.err("Warning: -qr, -qt and --dxd-samplerate act on the --dxd output only.\n");
-    const bool poles = s.multiPole || !s.multiPoles.empty() || s.singlePole;
-    const bool given = s.given.count("--zero") > 0 || (s.given.count("--pole") > 0 && s.pole <= 0);
-    if (!s.usesDirectForm() && (s.psychoacoustic || poles || given))
-        report.err("Warning: --psy, --mp-ns, --mp-poles, --single-pole, -p and -z act on the -o modulator only.\n");
-    if (s.usesDirectForm() && s.psychoacoustic && (poles || !s.zeros.empty() || s.given.count("--pole") > 0))
-        report.err("Warning: --psy places zeros and poles itself; -z, -p, --mp-ns and --mp-poles are not used.\n");
     for (const char* option :
          {"--outdir", "--batch-config", "--output-format", "--naming-pattern", "--recursive", "--jobs", "--shard"})
         if (s.given.count(option) > 0 && !s.batch && !s.outputIsExact)
             report.err("Warning: %s needs --batch.\n", option);
     if (s.musicType > 0 && !s.adaptive) report.err("Warning: --music-type needs --adaptive.\n");
-    if (!s.psychoacoustic && (s.given.count("--psy-phon") > 0 || s.given.count("--psy-strategy") > 0))
-        report.err("Warning: --psy-phon and --psy-strategy need --psy.\n");
     if (s.remez && (!s.eqBands.empty() || s.minimumPhase || s.apodizingMode > 0 || s.windowType > 0 || s.beta > 0))
         report.err("Warning: -a takes no equaliser, window, taper or minimum phase; -eq, -w, -b, --apo and -m are not "
                    "used.\n");
     if (s.remez && s.taps > 2048)
         report.err("Warning: the exchange of -a takes long and may not converge beyond 2048 taps.\n");
-    if (s.dxd && (s.pdfReport || s.designLog == "ns"))
-        report.err("Warning: --dxd has no modulator; --pdf-report and --log ns are not used.\n");
-    if (s.dxd && (s.dst || s.orderGiven || s.cifbOrder != 0 || s.sosEfOrder > 0 || s.mash))
-        report.err("Warning: --dxd writes PCM; --dst and the choice of a modulator are not used.\n");
+    warnOfModulatorOptions(s, report);
+    warnOfDxdOptions(s, report);
 }
 
 } // namespace

@@ -71,7 +71,10 @@ std::vector<T> parseList(const std::string& text, std::optional<T> (*parse)(cons
 bool applyMash(OptionUse& use)
 {
     ConversionSettings& settings = use.settings;
+    const ConversionSettings fresh;
     settings.mash = true;
+    settings.mashTopology = fresh.mashTopology; // each use says all of it
+    settings.mashErrorFeedback = fresh.mashErrorFeedback;
     while (const std::string* next = use.arguments.peek()) {
         const std::string topology = withoutPrefix(*next, "topo:");
         const std::string feedback = withoutPrefix(*next, "efm:");

@@ -112,6 +112,11 @@ const Option* findOption(std::string_view spelling)
     return found;
 }
 
+bool choosesModulator(std::string_view longName)
+{
+    return longName == "--order" || longName == "--mash" || longName == "--cifb" || longName == "--sos-ef";
+}
+
 std::string nearestSpelling(std::string_view typed)
 {
     std::vector<std::string_view> names;

@@ -19,12 +19,12 @@ struct OptionUse;
 enum class ValueKind { flag, integer, number, word, text, file };
 
 /// Where a value goes. Rows with several values have none and an `apply` of their own.
-using Destination =
-    std::variant<std::monostate, bool ConversionSettings::*, int ConversionSettings::*, char ConversionSettings::*,
-                 double ConversionSettings::*, std::string ConversionSettings::*,
-                 std::vector<std::string> ConversionSettings::*, std::vector<double> ConversionSettings::*,
-                 std::optional<int> ConversionSettings::*, std::optional<double> ConversionSettings::*,
-                 std::optional<std::string> MetadataRecord::*, std::optional<int> MetadataRecord::*>;
+using Destination = std::variant<std::monostate, bool ConversionSettings::*, int ConversionSettings::*,
+                                 char ConversionSettings::*, double ConversionSettings::*,
+                                 std::string ConversionSettings::*, std::vector<std::string> ConversionSettings::*,
+                                 std::vector<double> ConversionSettings::*, std::vector<EqBand> ConversionSettings::*,
+                                 std::optional<int> ConversionSettings::*, std::optional<double> ConversionSettings::*,
+                                 std::optional<std::string> MetadataRecord::*, std::optional<int> MetadataRecord::*>;
 
 /// A closed interval unless a bound is marked as excluded.
 struct Range {
@@ -90,6 +90,9 @@ std::span<const OptionGroup> optionGroups();
 
 /// The row of an exact, case-sensitive spelling; null when there is none.
 const Option* findOption(std::string_view spelling);
+
+/// Whether the option of that long name says which modulator runs: what says so last takes the place of the others.
+bool choosesModulator(std::string_view longName);
 
 /// The spelling nearest to a mistyped one; empty when none is near.
 std::string nearestSpelling(std::string_view typed);

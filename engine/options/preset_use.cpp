@@ -21,11 +21,6 @@ bool isNothing(const JsonValue& value)
     return equalValues(value, JsonValue{}) && value.items.empty() && value.members.empty();
 }
 
-bool choosesModulator(std::string_view option)
-{
-    return option == "--order" || option == "--mash" || option == "--cifb" || option == "--sos-ef";
-}
-
 /// Applies one preset to a copy of the settings.
 class PresetUse {
 public:

@@ -16,6 +16,7 @@ constexpr Option kEqualizer[] = {
     {.names = {"-eq", "--equalizer"},
      .argument = "Fs G W",
      .kind = ValueKind::number,
+     .destination = &S::eqBands,
      .help = "Band at centre Fs Hz with gain G dB and bandwidth W Hz; may repeat",
      .messages = {.missing = "EQ band requires 3 parameters: centerFreq(Hz) gain(dB) bandwidth(Hz)"},
      .apply = applyEqBand},

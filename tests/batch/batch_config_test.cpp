@@ -2,6 +2,7 @@
 #include "engine/batch/batch_config.h"
 #include "engine/json/json_text.h"
 #include "engine/options/options.h"
+#include "engine/options/parse_steps.h"
 #include "tests/batch/folder_fixture.h"
 
 namespace tesk {
@@ -85,6 +86,41 @@ TEST(BatchConfig, TakesBackWhatTheCommandLineSays)
     EXPECT_EQ(settings, before);
     config->takeBack({"a.wav", ""}, 2, settings);
     EXPECT_EQ(settings, expected);
+}
+
+// What the file says takes the place of the line, lists and modulators included.
+TEST(BatchConfig, AnItemIsAsIfOnlyTheLastWordHadBeenSaid)
+{
+    const struct {
+        std::vector<std::string> line;
+        const char* config;
+        std::vector<std::string> same;
+    } cases[] = {
+        {{"-eq", "5000", "6", "1000"}, R"({"tracks": [{"track": 1, "eq": [10, -6, 20]}]})", {"-eq", "10", "-6", "20"}},
+        {{"--cifb", "5"}, R"({"tracks": [{"track": 1, "sos-ef": 9}]})", {"--sos-ef", "9"}},
+        {{"-o", "7"}, R"({"defaults": {"cifb": 5}, "tracks": [{"track": 1, "mash": true}]})", {"--mash"}},
+        {{"--mash"}, R"({"defaults": {"cifb": 5}, "tracks": [{"track": 1, "sos-ef": false}]})", {"--cifb", "5"}},
+        {{"--mash", "222", "iir2"}, R"({"defaults": {"mash": true}})", {"--mash"}},
+        {{"--cifb", "5"}, R"({"defaults": {"cifb": false}, "tracks": [{"track": 1, "order": 7}]})", {"-o", "7"}},
+    };
+    const auto parsed = [](std::vector<std::string> line) {
+        line.insert(line.end(), {"-i", "a.wav", "a.dsf"});
+        ConversionSettings settings;
+        CollectingReporter report;
+        EXPECT_EQ(parse_options(line, settings, report).status, 0) << report.text;
+        return settings;
+    };
+    for (const auto& c : cases) {
+        std::string error;
+        const auto config = read(c.config, error);
+        ASSERT_TRUE(config) << error;
+        ConversionSettings settings = parsed(c.line);
+        CollectingReporter report;
+        std::vector<Unavailable> unavailable;
+        config->takeBack({"a.wav", ""}, 1, settings);
+        EXPECT_TRUE(applyWords(config->wordsFor({"a.wav", ""}, 1), settings, report, unavailable)) << report.text;
+        EXPECT_EQ(settings, parsed(c.same)) << c.config;
+    }
 }
 
 TEST(BatchConfig, FaultsAreFoundAtOnce)

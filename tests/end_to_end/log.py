@@ -54,6 +54,13 @@ class Log(Case):
         self.assertRegex(text, r"Progress:           \t\d+ / 44228 .*x .*left")
         self.assertRegex(text, r"Residual: RMS=0\.\d+, Peak=0\.\d+, SNR=\d+\.\d dB")
 
+    def test_the_residual_knows_every_delay_on_the_way(self):
+        wav(self.path("mono.wav"), [sine(44100)], bits=24)
+        for words, least in (([], 100), (["-m"], 60), (["-t", "1000"], 70), (["--lal"], 100), (["--cifb", "11"], 80),
+                             (["--lal", "--cifb", "7", "-m", "-t", "1000"], 50)):
+            text = self.on_terminal("-i", "mono.wav", "out.dsf", *words)[1]
+            self.assertGreater(float(re.search(r"Residual: .* SNR=([-\d.]+) dB", text)[1]), least, words)
+
     def test_quiet_leaves_errors_and_the_closing_lines(self):
         status, text = self.on_terminal("-i", "in.wav", "out.dsf", "--quiet")
         self.assertEqual(status, 0)

@@ -43,7 +43,7 @@ TEST(CommandLine, BoundariesThatAreStillAccepted)
     EXPECT_EQ(accepted("--soft-limiter 0.2").softLimiterDelta, 0.2);
     EXPECT_EQ(accepted("--soft-limiter 0").softLimiterDelta, 0.0);
     EXPECT_EQ(accepted("-b 24").beta, 24.0);
-    EXPECT_EQ(accepted("--lal-lookahead 1000").lookaheadMs, 1000.0);
+    EXPECT_EQ(accepted("--lal --lal-lookahead 1000").lookaheadMs, 1000.0);
     EXPECT_EQ(understood("-pc 20000 -sc 20001").stopbandCutoff, 20001);
     EXPECT_EQ(understood("-pc 30000 -sc auto").passbandCutoff, 30000); // nothing to compare with yet
     EXPECT_EQ(understood("--psy-phon 90").psyPhon, 90);
@@ -189,9 +189,22 @@ TEST(NotBuilt, ContainersByExtensionAndModesWithoutFiles)
         EXPECT_EQ(parse(mode).outcome.status, DSD_ERROR_UNSUPPORTED) << mode;
     EXPECT_EQ(parse("--measure -i a.wav -i b.wav").outcome.status, DSD_ERROR_UNSUPPORTED);
     EXPECT_EQ(parse("--dxd -i a.wav o.flac -qt peak -qr 0.5 --dither 7").text, "");
-    for (const char* alone : {"-qr 0.5", "-qt rms", "--dxd-samplerate 176400"})
-        EXPECT_EQ(parseOptionsOnly(alone).text,
-                  "Warning: -qr, -qt and --dxd-samplerate act on the --dxd output only.\n");
+    EXPECT_EQ(parse("--dxd -i a.wav --pipe").outcome.status, 1);
+    const std::pair<const char*, const char*> useless[] = {{"-qr 0.5", "-qr, -qt"},
+                                                           {"-qt rms", "-qr, -qt"},
+                                                           {"--dxd-samplerate 176400", "-qr, -qt"},
+                                                           {"--cifb 5 -o 7", "-o is not"},
+                                                           {"--lal-threshold -3", "--lal"},
+                                                           {"--lal --soft-limiter 0.1", "--soft-limiter"},
+                                                           {"--dxd --format dsf", "--format"},
+                                                           {"--dxd --dst", "--dst"},
+                                                           {"--psy-phon 60", "need --psy"}};
+    for (const auto& [line, says] : useless) {
+        const std::string text = parse(std::string(line) + " -i a.wav o.dsf").text;
+        EXPECT_EQ(text.rfind("Warning: ", 0), 0u) << line << ": " << text;
+        EXPECT_NE(text.find(says), std::string::npos) << line << ": " << text;
+        EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << line << ": one warning, and no note beside it";
+    }
 }
 
 } // namespace
