@@ -12,23 +12,44 @@ Status FileSink::write(Bytes data)
     errno = 0;
     const std::size_t written = std::fwrite(data.data(), 1, data.size(), file_);
     position_ += written;
-    if (written == data.size()) return {};
-    report_.error("Error : write_cached_block: fwrite failed (expected %zu, got %zu): %s\n", data.size(), written,
+    return complete(data.size(), written);
+}
+
+/// What comes of a write, told when it was a short one.
+Status FileSink::complete(std::size_t expected, std::size_t written)
+{
+    if (written == expected) return {};
+    report_.error("Error : write_cached_block: fwrite failed (expected %zu, got %zu): %s\n", expected, written,
                   platform::errorText(errno).c_str());
     return DSD_ERROR_ASSERT;
 }
 
-Status FileSink::rewrite(std::uint64_t offset, Bytes data)
+Result<Patched, PDM_ENCODING_STATUS> FileSink::patch(std::uint64_t offset, Bytes data)
 {
     // Whatever is still buffered is written first: a seek would drop what does not fit on the disk.
-    if (Status status = flush(); !status) return status;
+    if (Status status = flush(); !status) return status.status();
     errno = 0;
-    const bool done = platform::seek64(file_, static_cast<std::int64_t>(offset), SEEK_SET) &&
-                      std::fwrite(data.data(), 1, data.size(), file_) == data.size() && std::fflush(file_) == 0;
-    const int reason = errno;
-    if (platform::seek64(file_, 0, SEEK_END) && done) return {};
-    report_.error("Error : the file's header cannot be completed: %s\n", platform::errorText(reason).c_str());
+    if (!seekable_ || !platform::seek64(file_, static_cast<std::int64_t>(offset), SEEK_SET)) return Patched::outOfReach;
+    std::size_t written = std::fwrite(data.data(), 1, data.size(), file_);
+    if (std::fflush(file_) != 0) written = 0;
+    if (Status status = complete(data.size(), written); !status) return status.status();
+    return platform::seek64(file_, 0, SEEK_END) ? Patched::done : Patched::notAtEnd;
+}
+
+Status FileSink::rewrite(std::uint64_t offset, Bytes data)
+{
+    const auto patched = patch(offset, data);
+    if (!patched) return patched.status();
+    if (*patched == Patched::done) return {};
+    report_.error("Error : the file's header cannot be completed: %s\n", platform::errorText(errno).c_str());
     return DSD_ERROR;
+}
+
+std::optional<std::uint64_t> FileSink::tell() const
+{
+    const std::int64_t position = seekable_ ? platform::tell64(file_) : -1;
+    if (position < 0) return {};
+    return static_cast<std::uint64_t>(position);
 }
 
 Status FileSink::flush()
@@ -68,6 +89,12 @@ Status MemorySink::rewrite(std::uint64_t offset, Bytes data)
     return {};
 }
 
+Result<Patched, PDM_ENCODING_STATUS> MemorySink::patch(std::uint64_t offset, Bytes data)
+{
+    if (Status status = rewrite(offset, data); !status) return status.status();
+    return Patched::done;
+}
+
 BatchSink::BatchSink(ByteSink& next, std::size_t batchBytes) : next_(next), batchBytes_(batchBytes)
 {
     held_.reserve(batchBytes_);
@@ -89,6 +116,12 @@ Status BatchSink::rewrite(std::uint64_t offset, Bytes data)
 {
     if (Status status = flush(); !status) return status;
     return next_.rewrite(offset, data);
+}
+
+Result<Patched, PDM_ENCODING_STATUS> BatchSink::patch(std::uint64_t offset, Bytes data)
+{
+    if (Status status = flush(); !status) return status.status();
+    return next_.patch(offset, data);
 }
 
 Status BatchSink::flush()

@@ -6,12 +6,16 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 #include <span>
 #include <vector>
 
 namespace tesk {
 
 using Bytes = std::span<const std::uint8_t>;
+
+/// How a patch ended: as it should, with nothing written because the place was out of reach, or not back at the end.
+enum class Patched { done, outOfReach, notAtEnd };
 
 /// Bytes in order, and rewriting of what is already there. One thread at a time.
 class ByteSink {
@@ -20,12 +24,16 @@ public:
     virtual Status write(Bytes data) = 0;
     /// Replaces bytes at an absolute offset; the position stays at the end. Fails where seeking is impossible.
     virtual Status rewrite(std::uint64_t offset, Bytes data) = 0;
+    /// The same for bytes that the file can do without: only a write that fails is a failure.
+    virtual Result<Patched, PDM_ENCODING_STATUS> patch(std::uint64_t offset, Bytes data) = 0;
     /// Hands on everything that is held back.
     virtual Status flush() = 0;
     /// Whether `rewrite` is possible at all.
     virtual bool seekable() const { return true; }
     /// Bytes written so far, those held back included.
     virtual std::uint64_t position() const = 0;
+    /// The same as the system counts it; nothing where it does not.
+    virtual std::optional<std::uint64_t> tell() const { return position(); }
 };
 
 /// An open file, or a device that is written like one and then does not seek. Reports what fails; a short write
@@ -38,11 +46,15 @@ public:
     }
     Status write(Bytes data) override;
     Status rewrite(std::uint64_t offset, Bytes data) override;
+    Result<Patched, PDM_ENCODING_STATUS> patch(std::uint64_t offset, Bytes data) override;
     Status flush() override;
     bool seekable() const override { return seekable_; }
     std::uint64_t position() const override { return position_; }
+    std::optional<std::uint64_t> tell() const override;
 
 private:
+    Status complete(std::size_t expected, std::size_t written);
+
     std::FILE* file_;
     Reporter& report_;
     bool seekable_;
@@ -55,9 +67,11 @@ public:
     PipeSink(std::FILE* pipe, Reporter& report) : pipe_(pipe), report_(report) {}
     Status write(Bytes data) override;
     Status rewrite(std::uint64_t, Bytes) override { return DSD_ERROR; }
+    Result<Patched, PDM_ENCODING_STATUS> patch(std::uint64_t, Bytes) override { return Patched::outOfReach; }
     bool seekable() const override { return false; }
     Status flush() override;
     std::uint64_t position() const override { return position_; }
+    std::optional<std::uint64_t> tell() const override { return {}; }
 
 private:
     std::FILE* pipe_;
@@ -74,6 +88,7 @@ public:
         return {};
     }
     Status rewrite(std::uint64_t, Bytes) override { return {}; }
+    Result<Patched, PDM_ENCODING_STATUS> patch(std::uint64_t, Bytes) override { return Patched::done; }
     Status flush() override { return {}; }
     std::uint64_t position() const override { return position_; }
 
@@ -88,6 +103,7 @@ public:
 
     Status write(Bytes data) override;
     Status rewrite(std::uint64_t offset, Bytes data) override;
+    Result<Patched, PDM_ENCODING_STATUS> patch(std::uint64_t offset, Bytes data) override;
     Status flush() override { return {}; }
     std::uint64_t position() const override { return bytes.size(); }
 };
@@ -100,6 +116,7 @@ public:
     BatchSink(ByteSink& next, std::size_t batchBytes);
     Status write(Bytes data) override;
     Status rewrite(std::uint64_t offset, Bytes data) override;
+    Result<Patched, PDM_ENCODING_STATUS> patch(std::uint64_t offset, Bytes data) override;
     Status flush() override;
     std::uint64_t position() const override { return next_.position() + held_.size(); }
 

@@ -85,6 +85,9 @@ Status DffDstWriter::finishFrames(Reporter& report)
     report.line("Report", "DST: batch-encoding %u frames (%u threads)...\n", framesPushed_,
                 std::min(coder_->threads(), framesPushed_));
     if (Status status = coder_->finish(); !status) return fail(status, report);
+    if (!writeFailed_ && framesWritten_ != framesPushed_)
+        report.err("  DST: FATAL — batch encode produced %zu/%u frames, discarding\n", std::size_t{framesWritten_},
+                   framesPushed_);
     if (writeFailed_ || framesWritten_ != framesPushed_) return fail(DST_ERROR, report);
     if (batch_->flush()) return {};
     report.warning("final batch flush failed (-mc): output is incomplete\n");

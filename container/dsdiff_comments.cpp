@@ -81,13 +81,17 @@ Status writeDffComtTag(ByteSink& stream, const MetadataRecord& metadata, const p
     if (Status status = stream.write(commentChunk(metadata, writtenAt)); !status) return status;
     if (const auto names = masterInformationChunk(metadata); !names.empty())
         if (Status status = stream.write(names); !status) return status;
-    if (!stream.seekable()) {
-        report.err("Warning: TESK_FSEEK64(4) failed in writeDffComtTag\n");
+    const auto end = stream.tell();
+    if (!end) {
+        report.error("Error: ftello failed in writeDffComtTag\n");
         return {};
     }
     ByteWriter size(ByteOrder::big);
-    size.u64(stream.position() - kDsdiffChunkHead);
-    return stream.rewrite(kDsdiffFormSize, size.take());
+    size.u64(*end - kDsdiffChunkHead);
+    const auto patched = stream.patch(kDsdiffFormSize, size.take());
+    if (!patched) return patched.status();
+    if (*patched == Patched::outOfReach) report.err("Warning: TESK_FSEEK64(4) failed in writeDffComtTag\n");
+    return {};
 }
 
 } // namespace tesk

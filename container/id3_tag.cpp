@@ -125,16 +125,21 @@ Status writeId3TagDSF(ByteSink& sink, const MetadataRecord& metadata, Reporter& 
     position = 0;
     const std::vector<std::uint8_t> tag = id3Tag(metadata, report);
     if (tag.empty()) return {};
-    const std::uint64_t end = sink.position();
-    if (Status status = sink.write(tag); !status) return status;
-    if (!sink.seekable()) {
-        report.err("Warning: TESK_FSEEK64(20) failed in writeId3TagDSF\n");
+    const auto end = sink.tell();
+    if (!end) { // a tag that no pointer leads to would be garbage behind the music
+        report.error("Error: ftello failed in writeId3TagDSF\n");
         return {};
     }
+    if (Status status = sink.write(tag); !status) return status;
     ByteWriter pointer(ByteOrder::little);
-    pointer.u64(end);
-    if (Status status = sink.rewrite(kDsfMetadataPointer, pointer.take()); !status) return status;
-    position = end;
+    pointer.u64(*end);
+    const auto patched = sink.patch(kDsfMetadataPointer, pointer.take());
+    if (!patched) return patched.status();
+    if (*patched == Patched::notAtEnd) report.err("Warning: TESK_FSEEK64(end) failed in writeId3TagDSF\n");
+    if (*patched == Patched::outOfReach)
+        report.err("Warning: TESK_FSEEK64(20) failed in writeId3TagDSF\n");
+    else
+        position = *end;
     return {};
 }
 

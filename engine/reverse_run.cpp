@@ -7,6 +7,7 @@
 #include "pipeline/kernel/dispatch.h"
 #include "platform/files.h"
 #include "platform/process.h"
+#include "reverse/process_values.h"
 #include "reverse/reverse_job.h"
 
 #include <cstdlib>
@@ -30,12 +31,16 @@ bool logIsNoOther(const ReverseSettings& settings, Reporter& report)
     return false;
 }
 
-/// The vector level of the DST decoder, with the line that tells it.
+/// The vector level of the DST decoder, with the line that tells it: once in the life of a process, but for runs
+/// without vector code.
 DstSimdLevel dstLevel(bool simd, Reporter& report)
 {
+    std::optional<DstSimdLevel>& known = reverseValues().dstLevel;
+    if (simd && known) return *known;
     const DstSimdChoice choice = chooseDstSimd(platform::cpuFeatures(), std::getenv("TESK_DST_SIMD"), simd);
     if (!choice.refusal.empty()) report.notice("%s", choice.refusal.c_str());
     report.err("%s", choice.line.c_str());
+    if (simd) known = choice.level;
     return choice.level;
 }
 

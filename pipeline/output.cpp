@@ -4,8 +4,8 @@
 #include "container/dff_writer.h"
 #include "container/dsf_layout.h"
 #include "container/dsf_writer.h"
-#include "container/dst/dst_batch.h"
 #include "container/dst/dst_format.h"
+#include "container/dst/dst_frame_stream.h"
 #include "container/pipe_writer.h"
 #include "container/wsd_writer.h"
 #include "engine/base/paths.h"
@@ -24,8 +24,8 @@ PipeForm pipeForm(const std::string& container)
 /// The encoder on the job's workers.
 class StreamCoder final : public DstFrameCoder {
 public:
-    StreamCoder(const DstParameters& parameters, parallel::WorkerPool& pool, Receiver receiver)
-        : stream_(parameters, pool, std::move(receiver))
+    StreamCoder(const DstParameters& parameters, const Pcm2pdm& job, Receiver receiver)
+        : stream_(parameters, job.pool, job.report, std::move(receiver))
     {
     }
 
@@ -46,7 +46,7 @@ DstParameters dstParameters(const Pcm2pdm& job)
 DstCoderFactory dstCoderFactory(const Pcm2pdm& job)
 {
     return [&job](const DsdStreamInfo&, DstFrameCoder::Receiver receiver) -> std::unique_ptr<DstFrameCoder> {
-        auto coder = std::make_unique<StreamCoder>(dstParameters(job), job.pool, std::move(receiver));
+        auto coder = std::make_unique<StreamCoder>(dstParameters(job), job, std::move(receiver));
         if (!coder->status()) return nullptr;
         return coder;
     };
@@ -126,8 +126,7 @@ bool needsArtistAndTitle(const ConversionSettings& settings)
 
 Status checkDst(const Pcm2pdm& job)
 {
-    if (!job.settings.dst || DstEncoder().init(dstParameters(job))) return {};
-    job.report.err("  DST: invalid batch parameters\n");
+    if (!job.settings.dst || checkDstParameters(dstParameters(job), job.report)) return {};
     job.report.error(
         "Error : DST batch encoding failed — aborting\n        DST holds at most %u channels and %u Hz; the "
         "output would have %u and %u. A plain .dff takes them.\n",

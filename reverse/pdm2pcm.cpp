@@ -1,5 +1,6 @@
 #include "reverse/pdm2pcm.h"
 
+#include "engine/base/numbers.h"
 #include "pipeline/parallel/parallel_for.h"
 #include "reverse/process_values.h"
 #include "reverse/staged_decimator.h"
@@ -119,8 +120,15 @@ Status Pdm2Pcm::buildShapers()
 
 void Pdm2Pcm::settleGain()
 {
-    if (const char* variable = std::getenv("TESK_PDM2PCM_GAIN"); variable && *variable)
-        setOutputGain(std::atof(variable));
+    if (const char* variable = std::getenv("TESK_PDM2PCM_GAIN"); variable && *variable) {
+        const auto gain = parseNumber(variable);
+        if (gain && std::abs(*gain) <= kMostGainDb)
+            setOutputGain(*gain);
+        else
+            environment_.report.notice("Warning: TESK_PDM2PCM_GAIN=%s is no number of dB from -%.0f to %.0f; it is not "
+                                       "used.\n",
+                                       variable, kMostGainDb, kMostGainDb);
+    }
     gainDb_ = settings_.gainDb.value_or(outputGain());
     gainFactor_ = gainFactor(gainDb_);
 }
@@ -241,13 +249,14 @@ std::size_t Pdm2Pcm::decimateNext()
     return 0;
 }
 
-void Pdm2Pcm::applyGain(double* samples, std::size_t frames)
+/// @param trimmed  frames in front that nobody will hear: they clip without a word
+void Pdm2Pcm::applyGain(double* samples, std::size_t frames, std::size_t trimmed)
 {
     if (gainFactor_ == 1.0) return;
     bool clipped = false;
     for (std::size_t i = 0; i < frames; ++i) {
         const double louder = samples[i] * gainFactor_;
-        clipped = clipped || louder > 1.0 || louder < -1.0;
+        clipped = clipped || (i >= trimmed && std::abs(louder) > 1.0);
         samples[i] = std::clamp(louder, -1.0, 1.0);
     }
     if (clipped && !reverseValues().clippingTold.exchange(true))
@@ -262,7 +271,7 @@ void Pdm2Pcm::finishChannel(std::size_t channel, std::size_t frames, std::size_t
     {
         const ReverseProfile::Timer timer(profile_, ReverseProfile::gain);
         peaks_[channel] = std::max(peaks_[channel], environment_.kernels.peak(samples + trimmed, frames - trimmed));
-        applyGain(samples, frames);
+        applyGain(samples, frames, trimmed);
     }
     if (shapers_.empty()) return;
     const ReverseProfile::Timer timer(profile_, ReverseProfile::noiseShaper);

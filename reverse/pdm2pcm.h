@@ -71,7 +71,7 @@ private:
     std::size_t decimateNext();
     std::size_t capped(std::size_t frames);
     std::size_t drain();
-    void applyGain(double* samples, std::size_t frames);
+    void applyGain(double* samples, std::size_t frames, std::size_t trimmed);
     void finishChannel(std::size_t channel, std::size_t frames, std::size_t trimmed);
 
     const ReverseSettings& settings_;

@@ -2,10 +2,12 @@
 // the environment gave when it was first asked.
 #pragma once
 
+#include "container/dst/dst_simd.h"
 #include "reverse/reverse_profile.h"
 
 #include <atomic>
 #include <cstdint>
+#include <optional>
 
 namespace tesk {
 
@@ -19,6 +21,7 @@ struct ReverseValues {
     unsigned threads = 0;            ///< TESK_PDM2PCM_THREADS; 0: what the processor has
     std::uint64_t minMacs = 1200000; ///< TESK_PDM2PCM_MIN_MACS
     bool minMacsGiven = false;
+    std::optional<DstSimdLevel> dstLevel; ///< TESK_DST_SIMD, once a conversion has asked
 };
 
 /// Any thread. With profiling on, the profile is printed when the process ends.

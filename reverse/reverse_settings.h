@@ -11,6 +11,8 @@
 
 namespace tesk {
 
+inline constexpr double kMostGainDb = 144; ///< that anybody can mean, either way
+
 /// Constant after parsing.
 struct ReverseSettings {
     std::string inputPath, outputPath;

@@ -9,7 +9,7 @@
 
 namespace tesk {
 
-/// 1 to 8 channels plain, 1 to 6 DST-coded.
+/// 1 to 64 channels plain, 1 to 6 DST-coded.
 ///
 /// Plain sound is as long as its chunk, or goes to the end of the file where the size is unknown (0, as a stream is
 /// written) or beyond it. DST-coded sound has as many frames as "FRTE" says. Where that cannot be, or the chunk is

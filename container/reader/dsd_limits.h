@@ -6,7 +6,7 @@
 
 namespace tesk {
 
-inline constexpr std::uint32_t kMostDsdChannels = 8;
+inline constexpr std::uint32_t kMostDsdChannels = 64;                               ///< as many as the writers take
 inline constexpr std::uint32_t kLowestDsdRate = 100000, kHighestDsdRate = 49152000; ///< Hz
 
 inline bool isDsdRate(std::uint32_t rate) { return rate >= kLowestDsdRate && rate <= kHighestDsdRate; }

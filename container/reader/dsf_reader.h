@@ -10,7 +10,7 @@
 
 namespace tesk {
 
-/// 1 to 8 channels at up to 49 152 000 Hz, either bit order, blocks of up to 1 MiB. Every channel ends at the sample
+/// 1 to 64 channels at up to 49 152 000 Hz, either bit order, blocks of up to 1 MiB. Every channel ends at the sample
 /// count; what pads its last block is not sound. A file with less than that ends where its last whole block group ends,
 /// or, when it breaks off within the block of the last channel, where that does. A sample count of 0 means all there
 /// is.

@@ -7,7 +7,7 @@
 
 namespace tesk {
 
-/// Versions 1.0 and 1.1, 1 to 8 channels. The sound goes from the offset in the header to the end of the file: the
+/// Versions 1.0 and 1.1, 1 to 64 channels. The sound goes from the offset in the header to the end of the file: the
 /// header counts neither samples nor reliably bytes.
 class WsdReader final : public DsdReader {
 public:

@@ -30,8 +30,8 @@ constexpr const char* kBadDepth = "Error: bit depth must be 16/24/32/64\n";
 constexpr const char* kBadZeros = "-z requires 3 arguments\n";
 constexpr const char* kBadFormat = "Error: format must be wav or flac\n";
 constexpr const char* kBadPole = "Error: --pole needs a number between -1 and 1\n";
-constexpr const char* kBadLowpass = "Error: --lowpass needs a frequency above 0 Hz\n";
-constexpr const char* kBadTaps = "Error: --taps needs a whole number, 0 (automatic) to 65536\n";
+constexpr const char* kBadLowpass = "Error: --lowpass needs a frequency above 0 Hz, or 0 for half the PCM rate\n";
+constexpr const char* kBadTaps = "Error: --taps needs a whole number, 0 (automatic) to 1048576\n";
 constexpr const char* kBadGain = "Error: --gain needs a number of dB, -144 to 144, or auto\n";
 constexpr const char* kBadArea = "Error: --area must be stereo or multichannel\n";
 constexpr const char* kBadTrack = "Error: --disc-track needs a track number (1-255), all or list\n";
@@ -54,8 +54,8 @@ const char* takeDepth(ReverseSettings& s, Words v)
 
 const char* takeLowpass(ReverseSettings& s, Words v)
 {
-    s.lowpass = parseNumber(v[0]).value_or(0);
-    return s.lowpass > 0 ? nullptr : kBadLowpass;
+    s.lowpass = parseNumber(v[0]).value_or(-1);
+    return s.lowpass >= 0 ? nullptr : kBadLowpass;
 }
 
 const char* takeZeros(ReverseSettings& s, Words v)
@@ -80,7 +80,7 @@ const char* takePole(ReverseSettings& s, Words v)
 const char* takeTaps(ReverseSettings& s, Words v)
 {
     const auto taps = parseInteger(v[0]);
-    if (!taps || *taps < 0 || *taps > 65536) return kBadTaps;
+    if (!taps || *taps < 0 || *taps > 1 << 20) return kBadTaps;
     s.taps = static_cast<std::uint32_t>(*taps);
     return nullptr;
 }
@@ -98,7 +98,7 @@ const char* takeGain(ReverseSettings& s, Words v)
     s.gainDb.reset();
     if (s.gainAuto) return nullptr;
     s.gainDb = parseNumber(v[0]);
-    return s.gainDb && std::abs(*s.gainDb) <= 144 ? nullptr : kBadGain;
+    return s.gainDb && std::abs(*s.gainDb) <= kMostGainDb ? nullptr : kBadGain;
 }
 
 const char* takeArea(ReverseSettings& s, Words v)

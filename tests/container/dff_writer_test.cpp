@@ -220,16 +220,16 @@ TEST(DffWriter, OneFileForOneStreamAndAFullDiskIsAStatus)
     expectOneFile(plainWriter, allTags());
     expectOneFile(dstWriter, allTags());
     // Header; five batches; COMT and DIIN; the form's size; the last flush.
-    EXPECT_EQ(fullDisk(plainWriter, allTags()), (std::vector<int>{-60, -1, -1, -1, -1, -1, -60, -60, -1, -53, 0}));
+    EXPECT_EQ(fullDisk(plainWriter, allTags()), (std::vector<int>{-60, -1, -1, -1, -1, -1, -60, -60, -60, -53, 0}));
     // The chunks' heads make a sixth batch, and the header is written again.
     EXPECT_EQ(fullDisk(dstWriter, allTags()),
-              (std::vector<int>{-60, -1, -1, -1, -1, -1, -1, -1, -60, -60, -1, -53, 0}));
+              (std::vector<int>{-60, -1, -1, -1, -1, -1, -1, -60, -60, -60, -60, -53, 0}));
 }
 
 TEST(DffWriter, WithoutSeekingTheExpectedSizesStayAndWarningsSaySo)
 {
     const std::string ends = "Warning: TESK_FSEEK64(end) failed in writeDffComtTag\n"
-                             "Warning: TESK_FSEEK64(4) failed in writeDffComtTag\n";
+                             "Error: ftello failed in writeDffComtTag\n";
     const DsdStreamInfo info{2, 2822400, 160, 16};
     for (const MakeWriter make : {plainWriter, dstWriter}) {
         FaultySink sink(1000, false);
@@ -241,6 +241,16 @@ TEST(DffWriter, WithoutSeekingTheExpectedSizesStayAndWarningsSaySo)
             << "all but the form's size was known beforehand";
         EXPECT_TRUE(report.text.ends_with(ends)) << report.text;
     }
+}
+
+TEST(DffWriter, ASizeOutOfReachCostsAWarningAndNoMusic)
+{
+    const DsdStreamInfo info{2, 2822400, 160, 16};
+    FaultySink sink(1000);
+    sink.patchEnds = Patched::outOfReach;
+    CollectingReporter report;
+    ASSERT_TRUE(run(*plainWriter(sink, report, 2), info, 160, 16, allTags(), report));
+    EXPECT_TRUE(report.text.ends_with("Warning: TESK_FSEEK64(4) failed in writeDffComtTag\n")) << report.text;
 }
 
 TEST(DffWriter, AStopHandsOnWholeFramesAndNothingElse)

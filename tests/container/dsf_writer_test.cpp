@@ -68,6 +68,28 @@ TEST(DsfWriter, TagStandsBehindTheDataAndTheHeaderPointsToIt)
     EXPECT_EQ(letters(file, pointer, 3), "ID3");
 }
 
+// Nothing that happens to the tag may cost the music.
+TEST(DsfWriter, ATagOutOfReachIsAWarning)
+{
+    const struct {
+        bool seekable;
+        Patched ends;
+        bool tagged, pointed;
+        const char* text;
+    } table[] = {{true, Patched::outOfReach, true, false, "Warning: TESK_FSEEK64(20) failed in writeId3TagDSF\n"},
+                 {true, Patched::notAtEnd, true, true, "Warning: TESK_FSEEK64(end) failed in writeId3TagDSF\n"},
+                 {false, Patched::done, false, false, "Error: ftello failed in writeId3TagDSF\n"}};
+    for (const auto& row : table) {
+        FaultySink sink(1000, row.seekable);
+        sink.patchEnds = row.ends;
+        CollectingReporter report;
+        ASSERT_TRUE(run(*dsfWriter(sink, report, 2), {2, 2822400, 4704, 4704}, 4704, 4704, allTags(), report));
+        EXPECT_EQ(sink.memory.bytes.size() > 92 + 2 * 8192, row.tagged);
+        EXPECT_EQ(number(sink.memory.bytes, 20) != 0, row.pointed);
+        EXPECT_TRUE(report.text.ends_with(row.text)) << report.text;
+    }
+}
+
 TEST(DsfWriter, AStopHandsOnWholeBlocksOnly)
 {
     MemorySink sink;
@@ -87,8 +109,8 @@ TEST(DsfWriter, OneFileForOneStreamAndAFullDiskIsAStatus)
         int batch;
         std::vector<int> statuses;
         const char* text;
-    } table[] = {{2, {-60, -1, -1, -1, -1, -1, -1, -60, -1, -53, 0}, "tail batch flush failed"},
-                 {5, {-60, -1, -1, -1, -60, -1, -53, 0}, "final batch flush failed"}};
+    } table[] = {{2, {-60, -1, -1, -1, -1, -1, -1, -60, -60, -53, 0}, "tail batch flush failed"},
+                 {5, {-60, -1, -1, -1, -60, -60, -53, 0}, "final batch flush failed"}};
     for (const auto& row : table) {
         std::string texts;
         const auto writer = [&](ByteSink& sink, Reporter& report, int) { return dsfWriter(sink, report, row.batch); };

@@ -119,13 +119,22 @@ public:
     Status write(Bytes data) override { return calls_-- > 0 ? memory.write(data) : Status(DSD_ERROR_ASSERT); }
     Status rewrite(std::uint64_t offset, Bytes data) override
     {
-        return seekable_ && calls_-- > 0 ? memory.rewrite(offset, data) : Status(DSD_ERROR);
+        if (!seekable_) return DSD_ERROR;
+        return calls_-- > 0 ? memory.rewrite(offset, data) : Status(DSD_ERROR_ASSERT);
+    }
+    Result<Patched, PDM_ENCODING_STATUS> patch(std::uint64_t offset, Bytes data) override
+    {
+        if (!seekable_ || patchEnds == Patched::outOfReach) return Patched::outOfReach;
+        if (Status status = rewrite(offset, data); !status) return status.status();
+        return patchEnds;
     }
     Status flush() override { return calls_-- > 0 ? Status() : Status(DSD_ERROR_WRITE); }
     bool seekable() const override { return seekable_; }
     std::uint64_t position() const override { return memory.position(); }
+    std::optional<std::uint64_t> tell() const override { return seekable_ ? memory.tell() : std::nullopt; }
 
     MemorySink memory;
+    Patched patchEnds = Patched::done;
 
 private:
     int calls_;

@@ -86,7 +86,7 @@ TEST(WsdWriter, OneFileForOneStreamAndAFullDiskIsAStatus)
 {
     expectOneFile(wsdWriter, longTags());
     // Header, five batches, the header again, the last flush.
-    EXPECT_EQ(fullDisk(wsdWriter, longTags()), (std::vector<int>{-60, -1, -1, -1, -1, -1, -1, -53, 0}));
+    EXPECT_EQ(fullDisk(wsdWriter, longTags()), (std::vector<int>{-60, -1, -1, -1, -1, -1, -60, -53, 0}));
 }
 
 TEST(WsdWriter, WhatCannotBeWrittenIsSaid)

@@ -2,8 +2,8 @@
 #include "tests/dst/frame_maker.h"
 
 #include "container/dst/dst_arithmetic_encoder.h"
-#include "container/dst/dst_batch.h"
 #include "container/dst/dst_decoder.h"
+#include "container/dst/dst_frame_stream.h"
 
 #include <cmath>
 
@@ -278,26 +278,29 @@ TEST(DstEncoder, FfmpegHearsTheSameSound)
 
 // ---- many frames
 
-// Frame by frame, in a batch of any number of threads, and as a stream of any number of workers.
-TEST(DstBatch, ThreadsChangeNothing)
+using Frames = std::vector<Bytes>;
+
+DstFrameStream::Sink into(Frames& frames)
+{
+    return [&](std::span<const std::uint8_t> frame) {
+        frames.emplace_back(frame.begin(), frame.end());
+        return Status{};
+    };
+}
+
+// Frame by frame, and as a stream of any number of workers, with a cut at any place.
+TEST(DstFrameStream, ThreadsChangeNothing)
 {
     const DstParameters p{2, 600 * 200, 200, 32};
     std::vector<Bytes> frames = music(2, 200, 37), expected;
     frames[5] = randomBytes(400, 2);
     DstEncoder encoder = encoderFor(p);
     for (const Bytes& frame : frames) expected.push_back(*encoder.encode(frame));
-    for (unsigned threads = 0; threads <= 7; ++threads) {
+    for (unsigned threads = 1; threads <= 7; ++threads) {
         CollectingReporter report;
-        parallel::WorkerPool pool(1 + threads % 3);
-        EXPECT_TRUE(encodeDstBatch(frames, p, threads, report, pool) == expected) << threads;
-        EXPECT_EQ(encodeDstBatch(std::span(frames).first(1), p, threads, report, pool).size(), 1u);
-        EXPECT_EQ(report.text, "");
-
-        std::vector<Bytes> streamed;
-        DstFrameStream stream(p, pool, [&](std::span<const std::uint8_t> frame) {
-            streamed.emplace_back(frame.begin(), frame.end());
-            return Status{};
-        });
+        parallel::WorkerPool pool(threads);
+        Frames streamed;
+        DstFrameStream stream(p, pool, report, into(streamed));
         for (std::size_t i = 0; i < frames.size(); ++i) {
             ASSERT_TRUE(stream.push(frames[i]));
             EXPECT_TRUE(i != 9 * threads || stream.finish()); // a cut
@@ -305,37 +308,34 @@ TEST(DstBatch, ThreadsChangeNothing)
         ASSERT_TRUE(stream.finish());
         EXPECT_EQ(stream.frames(), frames.size());
         EXPECT_TRUE(streamed == expected) << threads;
+        EXPECT_EQ(report.text, "");
     }
 }
 
-TEST(DstBatch, SaysWhatIsWrong)
+TEST(DstFrameStream, SaysWhatIsWrong)
 {
-    const std::vector<Bytes> good(3, Bytes(20, 0x69));
-    std::vector<Bytes> odd = good;
-    odd[1].pop_back();
-    struct Case {
-        std::vector<Bytes> frames;
-        DstParameters parameters;
-        std::string text;
-        std::size_t produced;
-    };
-    for (const Case& k : {
-             Case{{}, {2, 6000, 10, 8}, "  DST: invalid batch parameters\n", 0},
-             Case{good, {0, 6000, 10, 8}, "  DST: invalid batch parameters\n", 0},
-             Case{good, {7, 6000, 10, 8}, "  DST: invalid batch parameters\n", 0},
-             Case{good,
-                  {2, 6000, 10, 129},
-                  "  DST: thread Init(2,6000,10,129) failed\n  DST: thread Init(2,6000,10,129) failed\n"
-                  "  DST: FATAL — batch encode produced 0/3 frames, discarding\n",
-                  0},
-             Case{odd, {2, 6000, 10, 8}, "  DST: frame 1 encode failed, using plain DSD fallback\n", 3},
-         }) {
+    parallel::WorkerPool pool(2);
+    const std::pair<DstParameters, const char*> refused[] = {
+        {{0, 6000, 10, 8}, "  DST: invalid batch parameters\n"},
+        {{7, 6000, 10, 8}, "  DST: invalid batch parameters\n"},
+        {{2, 6000, 10, 129}, "  DST: thread Init(2,6000,10,129) failed\n"},
+        {{2, 24576000, 40960, 8}, "  DST: thread Init(2,24576000,40960,8) failed\n"}};
+    for (const auto& [parameters, text] : refused) {
+        Frames frames;
         CollectingReporter report;
-        const auto coded = encodeDstBatch(k.frames, k.parameters, 2, report);
-        EXPECT_EQ(report.text, k.text);
-        ASSERT_EQ(coded.size(), k.produced);
-        EXPECT_TRUE(k.produced == 0 || coded[1] == plainDstFrame(good[1]));
+        DstFrameStream stream(parameters, pool, report, into(frames));
+        EXPECT_EQ(stream.push(Bytes(20)).status(), DSD_ERROR_INIT_ENCODED_DST);
+        EXPECT_EQ(report.text, text);
     }
+    Frames frames;
+    CollectingReporter report;
+    DstFrameStream stream({2, 6000, 10, 8}, pool, report, into(frames));
+    for (const std::size_t bytes : {20, 19, 20, 21}) ASSERT_TRUE(stream.push(Bytes(bytes, 0x69)));
+    ASSERT_TRUE(stream.finish());
+    EXPECT_EQ(report.text, "  DST: frame 1 encode failed, using plain DSD fallback\n"
+                           "  DST: frame 3 encode failed, using plain DSD fallback\n");
+    ASSERT_EQ(frames.size(), 4U);
+    for (const std::size_t odd : {1, 3}) EXPECT_TRUE(frames[odd] == plainDstFrame(Bytes(20, 0x69)));
 }
 
 TEST(DstFrameStream, StopsAtTheFirstFailure)
@@ -343,16 +343,15 @@ TEST(DstFrameStream, StopsAtTheFirstFailure)
     parallel::WorkerPool pool(2);
     const DstParameters p{1, 6000, 10, 8};
     int calls = 0;
-    DstFrameStream stream(
-        p, pool, [&](std::span<const std::uint8_t>) { return ++calls == 3 ? Status{DSD_ERROR_WRITE} : Status{}; });
-    EXPECT_EQ(stream.push(Bytes(9)).status(), DST_ERROR);
+    CollectingReporter report;
+    DstFrameStream stream(p, pool, report, [&](std::span<const std::uint8_t>) {
+        return ++calls == 3 ? Status{DSD_ERROR_WRITE} : Status{};
+    });
     for (int i = 0; i < 100; ++i) (void)stream.push(Bytes(10)).ok();
     EXPECT_EQ(stream.push(Bytes(10)).status(), DSD_ERROR_WRITE);
     EXPECT_EQ(stream.finish().status(), DSD_ERROR_WRITE);
     EXPECT_EQ(stream.frames(), 2u);
     EXPECT_EQ(calls, 3);
-    DstFrameStream refused({1, 6000, 10, 0}, pool, [](std::span<const std::uint8_t>) { return Status{}; });
-    EXPECT_EQ(refused.push(Bytes(10)).status(), DSD_ERROR_INIT_ENCODED_DST);
 }
 
 } // namespace

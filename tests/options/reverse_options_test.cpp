@@ -64,7 +64,7 @@ TEST(ReverseOptions, RefuseWithTheirOwnWords)
         {"unknown option: -qt\n", {"-qt rms"}},
         {"extra argument: c\n", {"a b c", "-i a b c"}},
         {"extra argument: d\n", {"-i a b -i c d"}},
-        {"Error: --lowpass needs", {"-l 0"}},
+        {"Error: --lowpass needs", {"-l -1", "-l x"}},
         {"Error: --taps needs", {"-t -1", "-t 65537"}},
         {"Error: --pole needs", {"-p x"}},
         {"Error: --gain needs", {"--gain loud", "--gain"}},

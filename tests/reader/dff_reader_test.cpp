@@ -56,7 +56,7 @@ TEST(DffReader, ChunksInAnyOrderWithTheirPads)
         {joined({snd, chunk("CMPR", name), channels, odd, fs}), ""},
         {joined({snd, fs, channels, chunk("CMPR", name, false)}), ""}, // the last pad may be missing
         {joined({snd, fs, channels}), ""},
-        {joined({snd, fs}), "DFFReader: 0 channels cannot be read: 1 to 8 can\n"},
+        {joined({snd, fs}), "DFFReader: 0 channels cannot be read: 1 to 64 can\n"},
         {joined({snd, channels}), "DFFReader: a sample rate of 0 Hz cannot be read: 100000 to 49152000 can\n"},
         {joined({text("SNX "), fs, channels}), "DFFReader: a sample rate of 0 Hz"},
         {joined({snd, fs, channels, chunk("CMPR", text("ADPC"))}), "DFFReader: compression \"ADPC\" is unknown\n"},

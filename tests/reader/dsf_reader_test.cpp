@@ -115,7 +115,7 @@ TEST(DsfReader, WhatEveryFieldMeans)
                        {32, 51, 8, 188, kRefused, "DsfReader: the \"fmt \" chunk is cut short\n"},
                        {32, ~0ULL, 8, 188, kRefused, "DsfReader: the file is damaged: it has no \"data\" chunk\n"},
                        {44, 1, 4, 188, kRefused, "DsfReader: only raw DSD can be read\n"},
-                       {52, 0, 4, 188, kRefused, "DsfReader: 0 channels cannot be read: 1 to 8 can\n"},
+                       {52, 0, 4, 188, kRefused, "DsfReader: 0 channels cannot be read: 1 to 64 can\n"},
                        {52, 255, 4, 188, kRefused, "DsfReader: 255 channels"},
                        {56, 0, 4, 188, kRefused,
                         "DsfReader: a sampling frequency of 0 Hz cannot be read: 100000 to 49152000 can\n"},

@@ -8,36 +8,28 @@
 
 #include <atomic>
 #include <functional>
-#include <optional>
 
 namespace tesk {
 
-/// Encodes all frames: contiguous ranges of them in turn, one encoder per range.
-///
-/// @param frames   [frame][parameters.frameBytes()]; a frame of another size is stored plain, cut or filled up with
-///                 silence (0x69), and reported
-/// @param threads  how many ranges, at most one per frame; 0: as many as the processor has threads
-/// @return         the coded frames in order; empty, with the reason on `report`, when a parameter is out of range or
-///                 there are no frames
-std::vector<std::vector<std::uint8_t>> encodeDstBatch(std::span<const std::vector<std::uint8_t>> frames,
-                                                      const DstParameters& parameters, unsigned threads,
-                                                      Reporter& report,
-                                                      parallel::WorkerPool& pool = parallel::WorkerPool::instance());
+/// Whether frames can be coded so: 1 to 6 channels, a rate of at most 12.288 MHz, an order of 1 to 128.
+/// DSD_ERROR_INIT_ENCODED_DST after a line otherwise.
+Status checkDstParameters(const DstParameters& parameters, Reporter& report);
 
-/// The same for a stream of frames: while one block of them is being coded the next is collected, so the memory does
-/// not grow with the length. To be used from one thread, which must not be one of the pool's.
+/// Encodes a stream of frames: while one block of them is being coded the next is collected, so the memory does not
+/// grow with the length. To be used from one thread, which must not be one of the pool's.
 class DstFrameStream {
 public:
     /// Receives coded frames in order, on the thread of push() and finish().
     using Sink = std::function<Status(std::span<const std::uint8_t>)>;
 
-    DstFrameStream(const DstParameters& parameters, parallel::WorkerPool& pool, Sink sink);
+    DstFrameStream(const DstParameters& parameters, parallel::WorkerPool& pool, Reporter& report, Sink sink);
 
     /// Tells whether the parameters are good: DSD_ERROR_INIT_ENCODED_DST otherwise, from push() and finish() as well.
     Status status() const { return status_; }
 
-    /// Throws std::bad_alloc, as finish() does, when a worker ran out of memory.
-    /// Takes a copy of one frame of frameBytes(). DST_ERROR for another size; what the sink answered, once it failed.
+    /// Takes a copy of one frame of frameBytes(). One of another size cannot be coded: it is stored plain, cut or
+    /// filled up with silence (0x69), and reported. What the sink answered, once it failed. Throws std::bad_alloc, as
+    /// finish() does, when a worker ran out of memory.
     Status push(std::span<const std::uint8_t> interleaved);
 
     /// Hands on what is left. The stream may go on afterwards.
@@ -56,13 +48,14 @@ private:
     Status deliver();
 
     DstParameters parameters_;
+    Reporter& report_;
     Sink sink_;
     std::vector<DstEncoder> encoders_; // one per worker
+    Status status_;
     Block blocks_[2];
     unsigned filling_ = 0; // the block that push() fills; the workers have the other
     std::uint64_t frames_ = 0;
     std::atomic<bool> outOfMemory_{false};
-    Status status_;
     parallel::TaskGroup group_; // last: it waits for the workers before anything else goes
 };
 

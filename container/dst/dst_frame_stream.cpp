@@ -1,8 +1,7 @@
-#include "container/dst/dst_batch.h"
+#include "container/dst/dst_frame_stream.h"
 
 #include <algorithm>
 #include <new>
-#include <thread>
 
 namespace tesk {
 namespace {
@@ -36,63 +35,25 @@ std::vector<std::uint8_t> plainOfSize(std::vector<std::uint8_t> frame, std::size
     return plainDstFrame(frame);
 }
 
-/// What one thread of the batch does. @return its lines for the report
-std::string encodeRange(std::span<const std::vector<std::uint8_t>> frames, const DstParameters& parameters, Range range,
-                        std::vector<std::vector<std::uint8_t>>& coded)
-{
-    DstEncoder encoder;
-    if (!encoder.init(parameters))
-        return format("  DST: thread Init(%d,%d,%d,%d) failed\n", static_cast<int>(parameters.channels),
-                      static_cast<int>(parameters.dsdRate), static_cast<int>(parameters.bytesPerChannel),
-                      parameters.predictionOrder);
-    std::string lines;
-    for (std::size_t i = range.first; i < range.last; ++i) {
-        if (auto frame = encoder.encode(frames[i])) {
-            coded[i] = std::move(*frame);
-            continue;
-        }
-        lines += format("  DST: frame %u encode failed, using plain DSD fallback\n", static_cast<unsigned>(i));
-        coded[i] = plainOfSize(frames[i], parameters.frameBytes());
-    }
-    return lines;
-}
-
 } // namespace
 
-std::vector<std::vector<std::uint8_t>> encodeDstBatch(std::span<const std::vector<std::uint8_t>> frames,
-                                                      const DstParameters& parameters, unsigned threads,
-                                                      Reporter& report, parallel::WorkerPool& pool)
+Status checkDstParameters(const DstParameters& parameters, Reporter& report)
 {
-    if (frames.empty() || parameters.channels < 1 || parameters.channels > kDstMaxChannels) {
+    if (parameters.channels < 1 || parameters.channels > kDstMaxChannels) {
         report.err("  DST: invalid batch parameters\n");
-        return {};
+        return DSD_ERROR_INIT_ENCODED_DST;
     }
-    if (threads == 0) threads = std::max(1u, std::thread::hardware_concurrency());
-    const std::size_t parts = std::min<std::size_t>(threads, frames.size());
-    std::vector<std::vector<std::uint8_t>> coded(frames.size());
-    std::vector<std::string> lines(parts);
-    {
-        parallel::TaskGroup group(pool);
-        for (std::size_t t = 0; t < parts; ++t)
-            group.run([&, t] {
-                try {
-                    lines[t] = encodeRange(frames, parameters, rangeOf(frames.size(), parts, t), coded);
-                } catch (const std::bad_alloc&) { // frames without an entry fail the batch
-                }
-            });
-    }
-    for (const std::string& text : lines)
-        if (!text.empty()) report.err("%s", text.c_str());
-    const auto produced = static_cast<std::size_t>(
-        std::count_if(coded.begin(), coded.end(), [](const auto& frame) { return !frame.empty(); }));
-    if (produced == frames.size()) return coded;
-    report.err("  DST: FATAL — batch encode produced %zu/%u frames, discarding\n", produced,
-               static_cast<unsigned>(frames.size()));
-    return {};
+    const Status status = DstEncoder().init(parameters);
+    if (!status)
+        report.err("  DST: thread Init(%d,%d,%d,%d) failed\n", static_cast<int>(parameters.channels),
+                   static_cast<int>(parameters.dsdRate), static_cast<int>(parameters.bytesPerChannel),
+                   parameters.predictionOrder);
+    return status;
 }
 
-DstFrameStream::DstFrameStream(const DstParameters& parameters, parallel::WorkerPool& pool, Sink sink)
-    : parameters_(parameters), sink_(std::move(sink)), encoders_(std::min(pool.workers(), kMostEncoders)), group_(pool)
+DstFrameStream::DstFrameStream(const DstParameters& parameters, parallel::WorkerPool& pool, Reporter& report, Sink sink)
+    : parameters_(parameters), report_(report), sink_(std::move(sink)),
+      encoders_(std::min(pool.workers(), kMostEncoders)), status_(checkDstParameters(parameters, report)), group_(pool)
 {
     for (DstEncoder& encoder : encoders_)
         if (status_) status_ = encoder.init(parameters);
@@ -105,7 +66,6 @@ DstFrameStream::DstFrameStream(const DstParameters& parameters, parallel::Worker
 Status DstFrameStream::push(std::span<const std::uint8_t> interleaved)
 {
     if (!status_) return status_;
-    if (interleaved.size() != parameters_.frameBytes()) return DST_ERROR;
     Block& block = blocks_[filling_];
     block.frames[block.used++].assign(interleaved.begin(), interleaved.end());
     if (block.used < block.frames.size()) return {};
@@ -124,7 +84,7 @@ void DstFrameStream::start(Block& block)
             try {
                 for (std::size_t i = range.first; i < range.last; ++i) {
                     auto frame = encoders_[t].encode(block.frames[i]);
-                    block.coded[i] = frame ? std::move(*frame) : plainDstFrame(block.frames[i]);
+                    block.coded[i] = frame ? std::move(*frame) : std::vector<std::uint8_t>();
                 }
             } catch (const std::bad_alloc&) { // nothing may leave a worker
                 outOfMemory_ = true;
@@ -141,6 +101,10 @@ Status DstFrameStream::deliver()
     Block& block = blocks_[filling_ ^ 1];
     const std::size_t used = std::exchange(block.used, 0);
     for (std::size_t i = 0; i < used; ++i) {
+        if (block.coded[i].empty()) {
+            report_.err("  DST: frame %u encode failed, using plain DSD fallback\n", static_cast<unsigned>(frames_));
+            block.coded[i] = plainOfSize(block.frames[i], parameters_.frameBytes());
+        }
         if (Status status = sink_(block.coded[i]); !status) return status;
         ++frames_;
     }
