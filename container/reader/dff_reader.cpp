@@ -98,6 +98,8 @@ void DFFReader::openPlain(const DsdiffChunk& sound)
     if (sound.size == 0 && !empty)
         report_.alert("DFFReader: the size of the sound is not given; all up to the end of the file is taken\n");
     plain_ = std::make_unique<InterleavedSound>(*file_, sound.dataOffset, source_, report_, "DFFReader");
+    const std::vector<std::string>& ids = properties_.channelIds;
+    sidesFirst_ = ids.size() == 8 && ids[4] == "LS  " && ids[5] == "RS  " && ids[6] == "LB  " && ids[7] == "RB  ";
 }
 
 bool DFFReader::openDst(const DsdiffChunk& sound, DstSimdLevel dstLevel)
@@ -158,7 +160,11 @@ bool DFFReader::endOfFrames(const char* why)
 
 std::size_t DFFReader::read(std::uint8_t* const* planar, std::size_t bytes)
 {
-    if (plain_) return plain_->read(planar, bytes);
+    if (plain_) {
+        std::vector<std::uint8_t*> channels(planar, planar + source_.channels);
+        if (sidesFirst_) std::swap_ranges(channels.begin() + 4, channels.begin() + 6, channels.begin() + 6);
+        return plain_->read(channels.data(), bytes);
+    }
     std::size_t done = 0;
     while (done < bytes) {
         if (frame_.empty()) frame_ = playback_->nextFrame();

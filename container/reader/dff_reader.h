@@ -45,6 +45,7 @@ private:
     DsdSource source_;
     DsdiffProperties properties_;
     std::unique_ptr<InterleavedSound> plain_;
+    bool sidesFirst_ = false; // 7.1 with the side pair in front; it is handed on behind the back pair, as in WAVE
 
     // Only for DST.
     std::optional<DstFrameWalk> walk_;

@@ -99,7 +99,11 @@ TEST(DffWriter, EveryChunkAtItsPlaceForEveryChannelCount)
             EXPECT_EQ(letters(file, outer[1].data, 4), "SND ");
             EXPECT_EQ(outer[2].data, 136U + 4 * row.channels) << "144 for stereo";
             EXPECT_EQ(outer[2].size, row.channels * total);
-            EXPECT_TRUE(holdsStream(file, outer[2].data, row.channels, total));
+            EXPECT_TRUE(row.channels == 8 || holdsStream(file, outer[2].data, row.channels, total));
+            constexpr std::size_t wave[] = {0, 1, 2, 3, 6, 7, 4, 5}; // FL FR C LFE BL BR SL SR by those IDs
+            for (std::size_t i = 0; row.channels == 8 && i < total; ++i)
+                for (std::size_t c = 0; c < 8; ++c)
+                    EXPECT_EQ(file[outer[2].data + 8 * i + c], streamByte(static_cast<std::uint32_t>(wave[c]), i));
 
             const auto inner = chunks(file, outer[1].data + 4, outer[1].data + outer[1].size, "FS  |CHNL|CMPR|LSCO|");
             EXPECT_EQ(bigEndian(file, inner[0].data, 4), 5644800U);

@@ -65,7 +65,7 @@ TEST(ReverseOptions, RefuseWithTheirOwnWords)
         {"extra argument: c\n", {"a b c", "-i a b c"}},
         {"extra argument: d\n", {"-i a b -i c d"}},
         {"Error: --lowpass needs", {"-l -1", "-l x"}},
-        {"Error: --taps needs", {"-t -1", "-t 65537"}},
+        {"Error: --taps needs", {"-t -1", "-t 1048577"}},
         {"Error: --pole needs", {"-p x"}},
         {"Error: --gain needs", {"--gain loud", "--gain"}},
         {"Error: --area must be", {"--area quad"}},
