@@ -66,13 +66,12 @@ const char* argumentFault(const Wish& wish, const double* h, int maxIterations)
     if (wish.gridDensity < 1) return "Remez error: griddensity must be >= 1 (got %d)";
     if (maxIterations < 1) return "Remez error: maxiterations must be >= 1 (got %d)";
     if (!h || !wish.edges || !wish.desired || !wish.weights) return "Remez error: NULL pointer argument";
-    double least = 0.0;
     for (int b = 0; b < wish.bands; ++b) {
         const double lower = wish.edges[2 * b], upper = wish.edges[2 * b + 1];
-        const bool apart = b == 0 || lower > least; // an edge shared by two bands would have two desired values
-        if (!(apart && least <= lower && lower < upper && upper <= 0.5))
+        if (!(0.0 <= lower && lower < upper && upper <= 0.5))
             return "Remez error: band %d edges [%f, %f] out of range [0, 0.5]";
-        least = upper;
+        // An edge shared by two bands would have two desired values.
+        if (b > 0 && !(lower > wish.edges[2 * b - 1])) return "Remez error: a band begins before the one below it ends";
     }
     if (wish.type < remezBandPass || wish.type > remezHilbert) return "Remez error: unknown filter type %d";
     return nullptr;

@@ -80,6 +80,15 @@ bool readCommon(ByteSource& source, const Chunk& chunk, PcmHeader& header, std::
     return true;
 }
 
+/// Whether a program wrote the chunk to a stream and nobody came back for its size: sox leaves as many whole frames as
+/// go into 0x7F000000 bytes.
+bool isStreamed(const ByteSource& source, const Chunk& chunk)
+{
+    constexpr std::uint64_t kStreamedSize = 0x7F000000 + 8, kLargestFrame = 512;
+    return chunk.size <= kStreamedSize && chunk.size + kLargestFrame > kStreamedSize &&
+           chunk.dataOffset + chunk.size > source.size();
+}
+
 /// The "SSND" chunk: offset and block size come before the samples. Size 0 is what a stream leaves behind.
 void readSound(ByteSource& source, const Chunk& chunk, PcmHeader& header)
 {
@@ -110,8 +119,10 @@ std::optional<PcmHeader> parseAiffHeader(ByteSource& source, AudioKind kind, std
     header.order = ByteOrder::big;
     std::uint64_t frames = 0;
     if (!readCommon(source, *common, header, frames, error)) return {};
+    const bool streamed = isStreamed(source, *sound);
+    if (streamed) sound->size = 0;
     readSound(source, *sound, header);
-    if (frames > 0) header.declaredFrames = frames; // otherwise the sound chunk's size tells
+    if (frames > 0 && !streamed) header.declaredFrames = frames; // otherwise the sound chunk's size tells
     return header;
 }
 

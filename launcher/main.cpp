@@ -37,11 +37,11 @@ extern "C" int32_t readLine(void* queue, char* buffer, int32_t size)
 }
 
 /// Descriptors 0 to 2 that the caller closed: whatever is opened next would take their place, and text for
-/// standard error would end up in the music.
+/// standard error would end up in the music. Writing to what fills them fails, as it did.
 void fillStandardDescriptors()
 {
     int descriptor = 0;
-    do descriptor = open("/dev/null", O_RDWR);
+    do descriptor = open("/dev/null", O_RDONLY);
     while (descriptor >= 0 && descriptor <= 2);
     if (descriptor > 2) close(descriptor);
 }

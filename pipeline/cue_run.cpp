@@ -1,6 +1,7 @@
 #include "pipeline/cue_run.h"
 
 #include "pipeline/cue_plan.h"
+#include "pipeline/dxd_output.h"
 #include "pipeline/dxd_run.h"
 #include "pipeline/output.h"
 #include "platform/files.h"
@@ -83,7 +84,7 @@ private:
         report_.line("Report", "CUE track %d/%d: [%lu, %lu) = %lu samples -> %s\n", static_cast<int>(index) + 1,
                      static_cast<int>(plan_.tracks.size()), static_cast<unsigned long>(piece.range.begin),
                      static_cast<unsigned long>(piece.end), static_cast<unsigned long>(piece.end - piece.range.begin),
-                     piece.path.c_str());
+                     settings_.dxd ? dxdPath(settings_, piece.path).c_str() : piece.path.c_str());
     }
 
     JobResult convertOneByOne()

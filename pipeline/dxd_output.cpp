@@ -7,6 +7,17 @@
 
 namespace tesk {
 
+std::string dxdPath(const ConversionSettings& settings, const std::string& output)
+{
+    if (settings.outputIsExact || fileExtension(output).empty()) return output;
+    const std::string& input = settings.inputs.front();
+    const std::string stem(withoutExtension(input));
+    const std::string name = settings.usesCueSheet()
+                                 ? std::string(withoutExtension(output))
+                                 : std::string(folderOf(output)) + stem.substr(folderOf(input).size());
+    return name + ".DXD" + output.substr(output.rfind('.'));
+}
+
 std::optional<DxdTarget> dxdTarget(const ConversionSettings& settings, Reporter& report)
 {
     const std::string extension = fileExtension(settings.outputPath);
@@ -28,16 +39,7 @@ std::optional<DxdTarget> dxdTarget(const ConversionSettings& settings, Reporter&
                      extension.c_str());
         return std::nullopt;
     }
-    if (settings.outputIsExact) {
-        target.path = settings.outputPath;
-        return target;
-    }
-    const std::string& input = settings.inputs.front();
-    const std::string stem(withoutExtension(input));
-    const std::string name = settings.usesCueSheet()
-                                 ? std::string(withoutExtension(settings.outputPath))
-                                 : std::string(folderOf(settings.outputPath)) + stem.substr(folderOf(input).size());
-    target.path = name + ".DXD" + settings.outputPath.substr(settings.outputPath.rfind('.'));
+    target.path = dxdPath(settings, settings.outputPath);
     return target;
 }
 

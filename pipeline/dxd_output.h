@@ -16,6 +16,10 @@ struct DxdTarget {
     std::string path;
 };
 
+/// Where the PCM for this output goes: beside it, under the input's name or the CUE track's with ".DXD", unless the
+/// output's name is exact.
+std::string dxdPath(const ConversionSettings& settings, const std::string& output);
+
 /// Folder of the output, stem of the input (of the output, where a CUE sheet names its tracks), ".DXD.", extension.
 /// Nothing, with the reason printed, for an extension that no PCM container has.
 std::optional<DxdTarget> dxdTarget(const ConversionSettings& settings, Reporter& report);

@@ -49,7 +49,10 @@ void settleReplayGain(Pcm2pdm& job)
                                 : "the input has no ReplayGain tags; its level stays as it is\n");
         return;
     }
-    if (album && !tags.albumGainDb) job.report.alert("the input tells no album gain; the track's gain is taken\n");
+    const bool other = album ? !tags.albumGainDb : !tags.trackGainDb;
+    if (other)
+        job.report.alert("the input tells no %s gain; the %s's gain is taken\n", album ? "album" : "track",
+                         chosen->name);
     const double measured = samplePeak(job);
     const double peak = std::max(chosen->peak.value_or(0), measured); // a tag may know of peaks between the samples
     const double loudest = peak * job.plan.inputGain;                 // as other options leave it

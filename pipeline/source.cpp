@@ -47,6 +47,8 @@ Status refuseRate(std::uint32_t rate, PDM_ENCODING_STATUS status, Reporter& repo
     return status;
 }
 
+constexpr std::uint32_t kHighestDxdRate = 384000; // of the option
+
 Status settleDxdRates(Pcm2pdm& job)
 {
     const std::uint32_t rate = job.recording.info.sampleRate;
@@ -54,9 +56,13 @@ Status settleDxdRates(Pcm2pdm& job)
     if (rate == 0) return refuseRate(rate, DSD_ERROR_PCMBASESAMPLERATE, job.report);
     auto plan = planDxd(rate, static_cast<std::uint32_t>(asked));
     if (!plan) {
-        job.report.error("Error : DXD output: %d Hz is no multiple of the input's %u Hz; --dxd-samplerate takes %u, %u "
-                         "or another multiple up to 384000\n",
-                         asked > 0 ? asked : static_cast<int>(rate), rate, 2 * rate, 4 * rate);
+        if (2 * rate > kHighestDxdRate)
+            job.report.error("Error : DXD output: the input has %u Hz already; no higher rate of it is a DXD rate\n",
+                             rate);
+        else
+            job.report.error("Error : DXD output: %d Hz is no multiple of the input's %u Hz; --dxd-samplerate takes %u "
+                             "or another multiple up to %u\n",
+                             asked > 0 ? asked : static_cast<int>(rate), rate, 2 * rate, kHighestDxdRate);
         return plan.status();
     }
     job.plan = *plan;

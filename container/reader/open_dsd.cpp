@@ -9,11 +9,12 @@
 namespace tesk {
 namespace {
 
-/// The DSDIFF reader has a text of its own for this.
+/// Whether the DSDIFF reader speaks for a file that is none: it has texts of its own.
+bool isNamedDff(const std::string& path) { return path.ends_with(".dff") || path.ends_with(".DFF"); }
+
 std::unique_ptr<DsdReader> refuseFile(const std::string& path, const std::string& why, Reporter& report)
 {
-    if (path.size() >= 4 && (path.ends_with(".dff") || path.ends_with(".DFF")))
-        report.error("DFFReader: cannot open %s\n", path.c_str());
+    if (isNamedDff(path)) report.error("DFFReader: cannot open %s\n", path.c_str());
     report.error("Error: %s\n", why.c_str());
     return nullptr;
 }
@@ -34,7 +35,7 @@ DsdInput openDsd(const std::string& path, const SacdOptions& options, Reporter& 
     const std::string_view start(magic, sizeof(magic));
     if (start == "DSD ") {
         input.reader = DsfReader::open(std::move(file), report);
-    } else if (start == "FRM8") {
+    } else if (start == "FRM8" || isNamedDff(path)) {
         input.reader = DFFReader::open(std::move(file), options.dstLevel, report);
     } else if (start == "1bit") {
         input.reader = WsdReader::open(std::move(file), report);

@@ -5,6 +5,7 @@
 #include "platform/files.h"
 
 #include <algorithm>
+#include <charconv>
 #include <functional>
 
 namespace tesk {
@@ -13,6 +14,16 @@ namespace {
 enum class Piece { text, input, extension, track, badWidth, unknown };
 
 constexpr std::string_view kTrackHead = "{track:";
+
+/// N of {track:N}, at most two digits; nothing when it is no such number.
+std::optional<int> trackWidth(std::string_view variable)
+{
+    const std::string_view digits = variable.substr(kTrackHead.size(), variable.size() - kTrackHead.size() - 1);
+    int width = 0;
+    const auto [end, fault] = std::from_chars(digits.data(), digits.data() + digits.size(), width);
+    const bool whole = fault == std::errc() && end == digits.data() + digits.size();
+    return whole && digits.size() <= 2 && width >= 1 ? std::optional(width) : std::nullopt;
+}
 
 /// The piece at the start of a text that is not empty, and its length in bytes.
 std::pair<Piece, std::size_t> nextPiece(std::string_view text)
@@ -25,9 +36,7 @@ std::pair<Piece, std::size_t> nextPiece(std::string_view text)
     if (variable == "{ext}") return {Piece::extension, variable.size()};
     if (variable == "{track}") return {Piece::track, variable.size()};
     if (variable.starts_with(kTrackHead)) {
-        const std::string_view width = variable.substr(kTrackHead.size(), variable.size() - kTrackHead.size() - 1);
-        const bool good = width.size() == 1 && width[0] >= '1' && width[0] <= '9';
-        return {good ? Piece::track : Piece::badWidth, variable.size()};
+        return {trackWidth(variable) ? Piece::track : Piece::badWidth, variable.size()};
     }
     // What stands in front of a brace within is text: "{{input}}" has a variable in braces.
     return {Piece::unknown, std::min(text.find('{', 1), variable.size())};
@@ -51,7 +60,7 @@ bool has(std::string_view pattern, Piece wanted)
 
 std::string trackText(std::string_view variable, std::size_t track)
 {
-    const int width = variable.starts_with(kTrackHead) ? variable[kTrackHead.size()] - '0' : 1;
+    const int width = variable.starts_with(kTrackHead) ? trackWidth(variable).value_or(1) : 1;
     return format("%0*zu", width, track);
 }
 
@@ -79,7 +88,7 @@ std::string checkPattern(std::string_view pattern)
     if (isSeparator(pattern.front()))
         return quoted + "begins at the root of the file system; name the folder with --outdir";
     if (climbs(pattern)) return quoted + "leaves the output directory by \"..\"; name the folder with --outdir";
-    if (has(pattern, Piece::badWidth)) return quoted + "has a {track:N} whose N is no digit from 1 to 9";
+    if (has(pattern, Piece::badWidth)) return quoted + "has a {track:N} whose N is no number from 1 to 99";
     return {};
 }
 

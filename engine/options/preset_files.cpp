@@ -109,8 +109,8 @@ void listPresets(Reporter& report, const std::vector<std::string>& folders)
     for (const std::string& folder : folders)
         for (const auto& entry : platform::listFolder(folder).value_or(std::vector<platform::FolderEntry>())) {
             if (entry.kind != platform::FileKind::regular || !entry.name.ends_with(".json")) continue;
-            if (!seen.insert(entry.name).second) continue;
             const std::string name(withoutExtension(entry.name)), path = folder + entry.name;
+            if (!seen.insert(platform::canonicalPath(path).value_or(path)).second) continue; // folders may coincide
             text += format("  %-25s\t%s\n", name.c_str(), path.c_str());
         }
     report.result(seen.empty() ? text + "  (no presets found)\n" : text);

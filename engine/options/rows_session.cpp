@@ -151,7 +151,7 @@ constexpr Option kInformation[] = {
              "--wave64, --align, --gain DB|auto, --area stereo|multichannel,\n"
              "--disc-track N|all|list (--reverse --help tells more),\n"
              "-lf/--log-file PATH:\n"
-             "Write the log to PATH instead of ./pdm2pcm_<pid>.log\n"},
+             "Write the log to PATH instead of ./pdm2pcm_<pid>.log"},
 };
 
 constexpr Choice kDsdModes[] = {{"dop", 0}, {"native", 1}};

@@ -189,7 +189,8 @@ std::string orderFault(const CueTrack& before, const CueTrack& track)
 {
     const std::string start = timeText(track.start);
     if (track.start > before.start) return {};
-    if (track.start == 0) return format("track %d has no INDEX 01 that tells where it starts", track.number);
+    if (track.start == 0)
+        return format("track %d has no INDEX 01 behind the start of track %d", track.number, before.number);
     if (track.start == before.start)
         return format("track %d starts where track %d does (%s)", track.number, before.number, start.c_str());
     return format("track %d starts at %s, before track %d (%s)", track.number, start.c_str(), before.number,

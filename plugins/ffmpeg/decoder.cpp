@@ -10,6 +10,9 @@ namespace {
 // Where the length is not exact, containers count an encoder's delay and padding in or leave them out: two or three
 // codec frames at most.
 constexpr std::uint64_t kLengthTolerance = 8192;
+/// What a decoder of lossy music may swallow in front: FFmpeg's takes 128 frames, half a short block, from a Vorbis file
+/// of one page. Less than a lost packet.
+constexpr std::uint64_t kFirstBlock = 256;
 
 } // namespace
 
@@ -82,7 +85,8 @@ std::string Decoder::loss() const
     if (!damage.stop.empty()) return damage.stop;
     if (format().lossless && (damage.packets > 0 || damage.gaps > 0)) return flaws();
     if (damage.cutShort) return "the file is cut short";
-    const std::uint64_t tolerance = format().totalFrames > 0 ? 0 : kLengthTolerance;
+    const std::uint64_t exact = format().lossless ? 0 : kFirstBlock;
+    const std::uint64_t tolerance = format().totalFrames > 0 ? exact : kLengthTolerance;
     if (at_.ended && at_.frame + tolerance < format().declaredFrames)
         return "the sound ends after " + std::to_string(at_.frame) + " of " + std::to_string(format().declaredFrames) +
                " frames";

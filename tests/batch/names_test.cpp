@@ -17,6 +17,7 @@ TEST(Naming, Patterns)
         {"{track:3}_{input}", "007_song.dsf"},
         {"{input}", "song.dsf"},
         {"{track}{track:1}{track:9}", "77000000007.dsf"},
+        {"{track:12}", "000000000007.dsf"},
         {"{input}.{ext}", "song.dsf"},
         {"{ext}/{input}", "dsf/song"},
         {"a..b/{track}", "a..b/7.dsf"},
@@ -32,7 +33,9 @@ TEST(Naming, Patterns)
         {"{input}/..", ""},
         {std::string("a\0b", 3), ""},
         {"{track:0}", ""},
-        {"{track:10}", ""},
+        {"{track:100}", ""},
+        {"{track:-1}", ""},
+        {"{track:1x}", ""},
         {"{track:}", ""},
         {"{track:x}", ""},
     };

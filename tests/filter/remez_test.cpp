@@ -153,7 +153,8 @@ TEST(Remez, RefusesImpossibleArgumentsInTheirOrder)
         {with([](Task& t) { t.edges[0] = -0.01; }), edges},
         {with([](Task& t) { t.edges[1] = 0.0; }), edges},
         {with([](Task& t) { t.edges[1] = NAN; }), edges},
-        {with([](Task& t) { t.edges[2] = 0.1; }), edges}, // two values wanted at one frequency
+        {with([](Task& t) { t.edges[2] = 0.1; }), // two values wanted at one frequency
+         "Remez error: a band begins before the one below it ends\n"},
         {with([](Task& t) { t.type = 3; }), "Remez error: unknown filter type %d\n"},
         {with([](Task& t) { t.type = -1; }), "Remez error: unknown filter type %d\n"}};
     for (const auto& [task, text] : refused) {

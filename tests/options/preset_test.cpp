@@ -255,9 +255,9 @@ private:
     fs::path folder_, before_;
 };
 
-TEST_F(PresetFiles, TheListNamesEachOnceWhereItIsFound)
+TEST_F(PresetFiles, TheListNamesEachFileOnceWhereItIsFound)
 {
-    const std::vector<std::string> folders = {"./presets/", "nowhere/", "other/"};
+    const std::vector<std::string> folders = {"./presets/", "nowhere/", "other/", "presets/../other/"};
     CollectingReporter none, some;
     listPresets(none, folders);
     EXPECT_EQ(none.text, "Available presets:\n  (no presets found)\n");
@@ -265,7 +265,8 @@ TEST_F(PresetFiles, TheListNamesEachOnceWhereItIsFound)
     fs::create_directory("other/d.json");
     listPresets(some, folders);
     EXPECT_EQ(some.text, "Available presets:\n  b                        \t./presets/b.json\n"
-                         "  a                        \tother/a.json\n");
+                         "  a                        \tother/a.json\n"
+                         "  b                        \tother/b.json\n");
     const Parsed listed = parse("--preset-list");
     EXPECT_TRUE(listed.outcome.finished && listed.outcome.status == 0);
     EXPECT_TRUE(listed.text.starts_with("Available presets:\n  b   ")) << listed.text;

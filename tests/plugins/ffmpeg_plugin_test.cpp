@@ -191,6 +191,14 @@ TEST_F(FfmpegPlugin, LossyFilesAreWhatFfmpegDecodes)
     }
 }
 
+// FFmpeg's decoder swallows 128 samples of a Vorbis file of one page: all that it gives is the music.
+TEST_F(FfmpegPlugin, AShortVorbisFileIsWhole)
+{
+    run("ffmpeg -v error -y -f lavfi -i sine=1000:r=44100:d=0.5 -ac 2 -c:a libvorbis short.ogg && "
+        "ffmpeg -v error -y -i short.ogg -f f64le truth");
+    EXPECT_EQ(decode("short.ogg").size(), contents(at("truth")).size() / sizeof(double));
+}
+
 // Tags and padding behind a bare stream are no damaged packets, and no sound.
 TEST_F(FfmpegPlugin, TagsAreNotTakenForSound)
 {
