@@ -1,13 +1,13 @@
 #include "analysis/music_measure.h"
 
+#include "analysis/loudness.h"
 #include "filter/fft.h"
 #include "filter/windows.h"
 
 #include <algorithm>
 #include <cmath>
 #include <complex>
-#include <ebur128.h>
-#include <memory>
+#include <limits>
 #include <vector>
 
 namespace tesk::analysis {
@@ -16,11 +16,6 @@ namespace {
 constexpr std::size_t kWindow = 8192;
 constexpr double kWindowBeta = 14; // side lobes 110 dB down: below the floor that is looked for
 constexpr double kFloorDb = -100;
-
-struct MeterCloser {
-    void operator()(ebur128_state* state) const { ebur128_destroy(&state); }
-};
-using Meter = std::unique_ptr<ebur128_state, MeterCloser>;
 
 /// The largest magnitude of every bin over all windows and channels.
 class LargestSpectrum {
@@ -74,39 +69,34 @@ std::optional<double> bandwidthOf(std::span<const double* const> channels, std::
 /// Peak, crest factor and loudness of pieces that come one after the other.
 class LevelMeter {
 public:
-    LevelMeter(std::size_t channels, std::uint32_t rate)
-        : meter_(ebur128_init(static_cast<unsigned>(channels), rate, EBUR128_MODE_I | EBUR128_MODE_LRA))
-    {
-    }
+    LevelMeter(std::size_t channels, std::uint32_t rate) : loudness_(channels, rate, false) {}
 
-    bool works() const { return meter_ != nullptr; }
+    bool works() const { return loudness_.works(); }
 
     bool add(std::span<const double* const> channels, std::uint64_t at, std::size_t count)
     {
-        interleaved_.clear();
-        for (std::size_t i = 0; i < count; ++i)
-            for (const double* channel : channels) interleaved_.push_back(channel[at + i]);
-        for (const double x : interleaved_) {
-            peak_ = std::max(peak_, std::abs(x));
-            energy_ += x * x;
-        }
-        samples_ += interleaved_.size();
-        return ebur128_add_frames_double(meter_.get(), interleaved_.data(), count) == EBUR128_SUCCESS;
+        for (const double* channel : channels)
+            for (std::size_t i = 0; i < count; ++i) {
+                const double x = channel[at + i];
+                peak_ = std::max(peak_, std::abs(x));
+                energy_ += x * x;
+            }
+        samples_ += count * channels.size();
+        return loudness_.add(channels, at, count);
     }
 
     bool silent() const { return !(peak_ > 0); }
 
-    bool read(MusicMeasure& m) const
+    void read(MusicMeasure& m) const
     {
         m.peakDbfs = 20 * std::log10(peak_);
         m.crestDb = m.peakDbfs - 10 * std::log10(energy_ / static_cast<double>(samples_));
-        return ebur128_loudness_global(meter_.get(), &m.loudnessLufs) == EBUR128_SUCCESS &&
-               ebur128_loudness_range(meter_.get(), &m.rangeLu) == EBUR128_SUCCESS;
+        m.loudnessLufs = loudness_.integrated().value_or(-std::numeric_limits<double>::infinity());
+        m.rangeLu = loudness_.range();
     }
 
 private:
-    Meter meter_;
-    std::vector<double> interleaved_;
+    LoudnessMeter loudness_;
     double peak_ = 0, energy_ = 0;
     std::uint64_t samples_ = 0;
 };
@@ -128,7 +118,7 @@ Result<MusicMeasure, PDM_ENCODING_STATUS> measureMusic(std::span<const double* c
     const auto bandwidth = bandwidthOf(channels, frames, rate, stop);
     if (!bandwidth) return kHostStopped;
     m.bandwidthHz = *bandwidth;
-    if (!meter.read(m)) return DSD_ERROR_INIT;
+    meter.read(m);
     return m;
 }
 

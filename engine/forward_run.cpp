@@ -5,6 +5,7 @@
 #include "engine/base/reporter.h"
 #include "engine/batch_job.h"
 #include "engine/forward_job.h"
+#include "engine/measure_job.h"
 #include "engine/options/help_topics.h"
 #include "engine/options/options.h"
 #include "engine/options/preset_files.h"
@@ -74,7 +75,9 @@ int runForward(const std::vector<std::string>& arguments)
         if (!savePresetFile(settings.presetSavePath, settings, report)) return finish_status(DSD_ERROR_PRESET);
         if (settings.inputs.empty()) return finish_status(DSD_SUCCESS); // that was all
     }
-    return run(settings, report);
+    if (!settings.measure) return run(settings, report);
+    StopFlag stop(processState().host_stop_requested);
+    return runMeasureJob(settings, report, stop);
 }
 
 } // namespace tesk

@@ -157,11 +157,24 @@ void printWarnings(const ConversionSettings& s, Reporter& report)
     warnOfDxdOptions(s, report);
 }
 
+/// A measurement has inputs alone.
+void settleMeasured(ConversionSettings& s, Reporter& report)
+{
+    if (s.outputPath.empty()) return;
+    if (s.inputs.empty())
+        s.inputs.push_back(s.outputPath);
+    else
+        report.err("Warning: --measure writes no file; %s is not used.\n", s.outputPath.c_str());
+    s.outputPath.clear();
+}
+
 } // namespace
 
 bool passesCrossChecks(ConversionSettings& settings, Reporter& report, std::vector<Unavailable>& unavailable)
 {
+    if (settings.measure) settleMeasured(settings, report);
     if (!optionsAgree(settings, report) || !filesAreNamed(settings, report)) return false;
+    if (settings.measure) return true; // nothing is converted
     if (settings.pipe) settings.outputPath.assign(1, '-');
     if (settings.given.count("--cifb") > 0 && settings.cifbOrder == 0) settings.cifbOrder = 4; // as any other odd order
     if (!settings.pipe && !settings.outputPath.empty()) {

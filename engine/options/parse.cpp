@@ -77,7 +77,8 @@ ParseOutcome printHelpTopic(std::string_view topic, Reporter& report)
 bool takePlainWord(const std::string& word, ConversionSettings& settings, Reporter& report)
 {
     if (word.size() > 1 && word.front() == '-') return rejectUnknown(word, report);
-    if (settings.batch && word != "-") { // its outputs have names of their own
+    const bool measured = settings.measure && settings.given.count("--input") == 0;
+    if ((settings.batch || measured) && word != "-") { // outputs have names of their own, or there are none
         settings.inputs.push_back(word);
         return true;
     }

@@ -8,7 +8,6 @@ namespace {
 using S = ConversionSettings;
 using M = MetadataRecord;
 
-constexpr const char* kMeasure = "the loudness measurement is not built yet";
 constexpr const char* kRecording = "recording is not built yet";
 
 constexpr Option tag(const char* name, std::optional<std::string> M::*destination, const char* help)
@@ -129,8 +128,7 @@ constexpr Option kDiagnostics[] = {
      .help = "Design reports to save: fir, ns, freq or all"},
     {.names = {"--measure"},
      .destination = &S::measure,
-     .help = "Loudness of the inputs as CSV, no conversion [flag]",
-     .unavailable = kMeasure},
+     .help = "Loudness of the inputs as CSV on standard output, no conversion [flag]"},
     {.names = {"--gui"},
      .destination = &S::gui,
      .help = "Internal: set by the GUIs; adds machine-readable [PROGRESS] lines [flag]"},

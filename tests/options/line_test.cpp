@@ -187,7 +187,11 @@ TEST(NotBuilt, ContainersByExtensionAndModesWithoutFiles)
     EXPECT_EQ(parse("-i a.wav --pipe --dst").outcome.status, 1);
     for (const char* mode : {"--list-devices", "--record"})
         EXPECT_EQ(parse(mode).outcome.status, DSD_ERROR_UNSUPPORTED) << mode;
-    EXPECT_EQ(parse("--measure -i a.wav -i b.wav").outcome.status, DSD_ERROR_UNSUPPORTED);
+    using Files = std::vector<std::string>;
+    EXPECT_EQ(parse("--measure -i a.wav -i b.wav").settings.inputs, (Files{"a.wav", "b.wav"}));
+    EXPECT_EQ(parse("--measure a.wav b.wav").settings.inputs, (Files{"a.wav", "b.wav"}));
+    EXPECT_EQ(parse("a.wav --measure").settings.inputs, Files{"a.wav"});
+    EXPECT_EQ(parse("--measure -i a.wav o.dsf").text, "Warning: --measure writes no file; o.dsf is not used.\n");
     EXPECT_EQ(parse("--dxd -i a.wav o.flac -qt peak -qr 0.5 --dither 7").text, "");
     EXPECT_EQ(parse("--dxd -i a.wav --pipe").outcome.status, 1);
     const std::pair<const char*, const char*> useless[] = {{"-qr 0.5", "-qr, -qt"},

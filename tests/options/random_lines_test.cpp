@@ -24,7 +24,8 @@ TEST(RandomLines, EndInOneOfTheKnownWays)
             if (status == 0 && !parsed.outcome.finished && !part.empty()) {
                 const bool savesOnly = parsed.settings.inputs.empty() && !parsed.settings.presetSavePath.empty();
                 ASSERT_TRUE(savesOnly || !parsed.settings.inputs.empty());
-                ASSERT_TRUE(savesOnly || parsed.settings.batch || !parsed.settings.outputPath.empty());
+                ASSERT_TRUE(savesOnly || parsed.settings.batch || parsed.settings.measure ||
+                            !parsed.settings.outputPath.empty());
                 ASSERT_EQ(parse(part).settings, parsed.settings) << "a second parse differs";
             }
             ++outcomes[parsed.outcome.finished ? 3 : status == 0 ? 0 : rejected ? 1 : 2];
