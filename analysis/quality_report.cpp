@@ -152,6 +152,16 @@ std::string qualityReportPdf(const QualityReport& report)
     return pages.document();
 }
 
+std::string qualityReportText(const QualityReport& report)
+{
+    std::string text = report.title + "\n\n";
+    for (const auto& [label, value] : report.facts) text += format("%-16s%s\n", label.c_str(), value.c_str());
+    if (!report.octaves.empty()) text += "\nOne-bit output by octaves (a full-scale sine is 0 dBFS)\n";
+    for (const BandLevel& band : report.octaves)
+        text += format("%8.0f to %8.0f Hz%10.2f dBFS\n", band.lowHz, band.highHz, band.dbfs);
+    return text;
+}
+
 std::string qualityReportPath(std::string_view outputPath)
 {
     return std::string(withoutExtension(outputPath)) + ".report.pdf";
@@ -159,7 +169,10 @@ std::string qualityReportPath(std::string_view outputPath)
 
 bool writeQualityReport(std::string_view outputPath, const QualityReport& report, Reporter& reporter)
 {
-    return writeReportFile(qualityReportPath(outputPath), qualityReportPdf(report), reporter);
+    const std::string folder(folderOf(outputPath));
+    const bool pages = writeReportFile(qualityReportPath(outputPath), qualityReportPdf(report), reporter);
+    return writeReportFile(inFolder(folder, "dsd_quality_final_report.txt"), qualityReportText(report), reporter) &&
+           pages;
 }
 
 } // namespace tesk::analysis

@@ -3,6 +3,7 @@
 
 #include "analysis/filter_reports.h"
 #include "analysis/ntf_reports.h"
+#include "analysis/spectrum.h"
 
 #include <string>
 #include <string_view>
@@ -17,17 +18,22 @@ struct QualityReport {
     std::vector<std::pair<std::string, std::string>> facts; ///< label and value, in the order of the page
     FilterView filter;
     NtfView ntf;
-    std::vector<Point> spectrum; ///< (Hz, dB) of the one-bit output, ascending
+    std::vector<Point> spectrum;    ///< (Hz, dB) of the one-bit output, ascending
+    std::vector<BandLevel> octaves; ///< the same in bands
 };
 
 /// An A4 document. Long values are broken into lines, and facts beyond a page go on the next one. Characters outside
 /// code page 1252 show as '?'.
 std::string qualityReportPdf(const QualityReport& report);
 
+/// The facts and the bands as lines.
+std::string qualityReportText(const QualityReport& report);
+
 /// The output's path with ".report.pdf" in place of its extension.
 std::string qualityReportPath(std::string_view outputPath);
 
-/// Writes the report beside the output; false after a warning when it cannot be written.
+/// Writes the report beside the output, and its text as "dsd_quality_final_report.txt"; false after a warning when one
+/// of them cannot be written.
 bool writeQualityReport(std::string_view outputPath, const QualityReport& report, Reporter& reporter);
 
 } // namespace tesk::analysis

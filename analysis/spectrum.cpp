@@ -138,6 +138,19 @@ Readings readSpectrum(const Spectrum& spectrum, const std::vector<double>& toneH
     return out;
 }
 
+std::vector<BandLevel> octaveLevels(const Spectrum& spectrum)
+{
+    std::vector<BandLevel> bands;
+    std::size_t k = 0;
+    for (double low = 0.0, high = 20.0; k < spectrum.bins(); low = high, high *= 2) {
+        double sum = 0.0;
+        for (; k < spectrum.bins() && static_cast<double>(k) * spectrum.binHz() < high; ++k) sum += spectrum.power(k);
+        if (k == spectrum.bins() - 1) sum += spectrum.power(k++); // half the rate itself ends a band
+        bands.push_back({low, std::min(high, spectrum.rate() / 2), powerDb(2.0 * sum)});
+    }
+    return bands;
+}
+
 double aWeighting(double hz)
 {
     const auto response = [](double f) {

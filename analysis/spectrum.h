@@ -63,6 +63,13 @@ struct Readings {
 /// its whole skirt, so a frequency between two bins reads like one on a bin.
 Readings readSpectrum(const Spectrum& spectrum, const std::vector<double>& toneHz, const Bands& bands = {});
 
+struct BandLevel {
+    double lowHz, highHz, dbfs; ///< a full-scale sine is 0 dBFS
+};
+
+/// Everything from DC to half the rate, in octaves around the audio band: up to 20 Hz, 20 to 40 Hz, ...
+std::vector<BandLevel> octaveLevels(const Spectrum& spectrum);
+
 /// Gain of the A-weighting, 1 at 1 kHz. Source: IEC 61672-1, annex E.
 double aWeighting(double hz);
 

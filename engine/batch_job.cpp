@@ -127,8 +127,8 @@ private:
 
     std::size_t jobs() const
     {
-        // Programs follow one job, and the reports of a design have one name for all items.
-        if (shared_.gui || !shared_.designLog.empty()) return 1;
+        // Programs follow one job, and the reports have one name for all items.
+        if (shared_.gui || !shared_.designLog.empty() || shared_.pdfReport) return 1;
         if (shared_.jobs > 0) return static_cast<std::size_t>(shared_.jobs);
         return batchJobs(bytes_, std::thread::hardware_concurrency(), platform::availablePhysicalMemory());
     }

@@ -76,6 +76,20 @@ void QualityObserver::see(const double* const* decisions, std::size_t samples, s
     kept_.insert(kept_.end(), decisions[0] + skipped, decisions[0] + skipped + count);
 }
 
+void QualityObserver::profileNoise(analysis::QualityReport& report, Reporter& reporter) const
+{
+    const std::size_t whole = std::bit_floor(kept_.size());
+    if (whole < kFewestDecisions) {
+        reporter.line("Report", "noiseProfiling: not enough samples (%zu), skipping\n", kept_.size());
+        return;
+    }
+    const analysis::Spectrum spectrum({kept_.data(), whole}, static_cast<double>(job_.plan.dsdRate));
+    report.spectrum = pointsOf(spectrum);
+    report.octaves = analysis::octaveLevels(spectrum);
+    reporter.line("Report", "noiseProfiling: nfft=%zu, DC..%.0f Hz, %zu points\n", whole, spectrum.rate() / 2,
+                  spectrum.bins());
+}
+
 void QualityObserver::report(Reporter& reporter)
 {
     const std::vector<kernel::Sos> sections = job_.modulator->noiseTransferFunction();
@@ -84,9 +98,7 @@ void QualityObserver::report(Reporter& reporter)
     report.facts = factsOf(job_, sections);
     report.filter = {job_.prototype, static_cast<double>(job_.plan.pcmRate), static_cast<int>(job_.plan.factor)};
     report.ntf = {sections, static_cast<double>(job_.plan.dsdRate)};
-    const std::size_t whole = std::bit_floor(kept_.size());
-    if (whole >= kFewestDecisions)
-        report.spectrum = pointsOf({std::span(kept_).first(whole), static_cast<double>(job_.plan.dsdRate)});
+    profileNoise(report, reporter);
     analysis::writeQualityReport(job_.settings.outputPath, report, reporter);
 }
 

@@ -2,6 +2,7 @@
 import csv
 import io
 import random
+import re
 import subprocess
 import unittest
 import xml.etree.ElementTree as ElementTree
@@ -88,12 +89,19 @@ class Designs(Case):
         self.convert("-i", "a\\b.wav", "c\\d.dsf", "-log", "fir")  # no folder, an odd name
         self.assertTrue(self.path("fir_coeff.txt").exists())
         self.assertEqual(sorted(p.name for p in self.path("out").iterdir()),
-                         ["FreqGain.txt", "filter_impulse.svg", "filter_magnitude.svg", "fir_coeff.txt",
+                         ["FreqGain.txt", "dsd_quality_final_report.txt", "filter_impulse.svg",
+                          "filter_magnitude.svg", "fir_coeff.txt",
                           "freq_response.txt", "ntf.svg", "ntf_response.txt", "x.dsf", "x.report.pdf"])
         text = subprocess.run(["pdftotext", "-layout", self.path("out/x.report.pdf"), "-"], capture_output=True, text=True,
                               check=True).stdout
         self.assertRegex(text, r"Modulator +sos-ef-noise-shaper")
         self.assertRegex(text, r"Output +out/x.dsf")
+        quality = (self.path("out") / "dsd_quality_final_report.txt").read_text()
+        octaves = re.findall(r"(\d+) to +(\d+) Hz +(-?[\d.]+) dBFS", quality)
+        self.assertEqual((octaves[0][0], octaves[-1][1]), ("0", str(2822400 // 2)))
+        levels = [float(level) for _, _, level in octaves]
+        self.assertAlmostEqual(levels[6], -12.19, delta=0.1)  # 640 to 1280 Hz: the tone
+        self.assertAlmostEqual(sum(10 ** (level / 10) for level in levels), 2, delta=0.01)  # ±1 is 3 dB over a sine
         for name in ("filter_impulse.svg", "filter_magnitude.svg", "ntf.svg"):
             self.assertTrue(ElementTree.parse(self.path("out") / name).getroot().tag.endswith("svg"))
         rows = (self.path("out") / "freq_response.txt").read_text().splitlines()
