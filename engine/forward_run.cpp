@@ -44,7 +44,7 @@ bool asksForHelp(const std::vector<std::string>& arguments)
 int run(const ConversionSettings& settings, Reporter& report)
 {
     ProcessState& state = processState();
-    report.line("SIMD: ", "%s\n", kernel::kernels(settings.simd).level);
+    if (!settings.quiet) report.line("SIMD: ", "%s\n", kernel::kernels(settings.simd).level);
     log_auto(settings.logRequested || settings.quiet, settings.logPath, settings.quiet ? logSilent : settings.logMode);
     StopFlag stop(state.host_stop_requested);
     const int status = settings.batch ? runBatchJob(settings, report, stop)

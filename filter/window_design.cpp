@@ -78,6 +78,21 @@ void addBand(const FilterPlan& plan, const FilterEqBand& band, Coefficients& res
     }
 }
 
+/// A band of a few bins is smeared by the window's main lobe: 500 Hz of the 344 Hz that 8192 taps tell apart at DSD64
+/// keep 3.5 of 6 dB, 2000 Hz 5.6 dB.
+void warnOfNarrowBands(const FilterPlan& plan, Reporter& reporter)
+{
+    constexpr double kFewestBins = 4;
+    const double binHz = plan.designRate() / plan.taps;
+    for (const FilterEqBand& band : plan.eqBands) {
+        if (band.widthHz <= 0 || band.widthHz >= kFewestBins * binHz) continue;
+        const double taps = std::exp2(std::ceil(std::log2(kFewestBins * plan.designRate() / band.widthHz)));
+        reporter.warning("-eq: the band at %d Hz is %d Hz wide, and %d taps tell only %.0f Hz apart: it comes out "
+                         "weaker; -t %.0f would show it\n",
+                         band.centreHz, band.widthHz, plan.taps, binHz, taps);
+    }
+}
+
 /// From the half response to N taps with the impulse's centre at N/2.
 Coefficients impulseFrom(const Coefficients& half)
 {
@@ -147,6 +162,7 @@ Result<std::vector<double>, PDM_ENCODING_STATUS> designWindowFilter(const Filter
     reporter.line("Report", plan.predistortion ? "Use PreDistortion\n" : "Unused PreDistortion\n");
     if (plan.predistortion) predistort(plan, response);
     for (const FilterEqBand& band : plan.eqBands) addBand(plan, band, response);
+    warnOfNarrowBands(plan, reporter);
     if (stop.pending()) return kHostStopped;
 
     Coefficients taps = impulseFrom(response);

@@ -103,6 +103,7 @@ void encode(Pcm2pdm& job)
     const auto output = makeJobOutput(job);
     job.status.keep(output->open());
     if (!job.status.ok()) return;
+    job.report.line("Report", "Encode DSD\n");
     ConversionBlockState state(job, output->writer());
     ResidualObserver residual(job);
     state.observers.push_back(&residual);

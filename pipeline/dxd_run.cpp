@@ -80,6 +80,7 @@ private:
 
     void announce()
     {
+        job_.report.line("Report", "Encode DXD\n");
         const PcmFormat& f = target_.format;
         const auto bits = static_cast<int>(f.bitsPerSample);
         if (target_.container == PcmContainer::flac)

@@ -133,6 +133,21 @@ TEST(WindowDesign, PredistortionLiftsTheBandEdge)
     EXPECT_EQ(text.find("Report              \tUnused PreDistortion\n"), 0u);
 }
 
+// What the warning advises does what was asked for.
+TEST(WindowDesign, BandsThatTheTapsCannotShowAreToldOf)
+{
+    FilterRequest r = cdRequest();
+    r.eqBands = {{1000, 6.0, 500}};
+    for (const auto& [taps, warned] : {std::pair(8192, true), {32768, false}}) {
+        r.taps = taps;
+        const FilterPlan plan = settled(r);
+        std::string text;
+        const double db = Response(plan, designed(plan, &text)).at(1000);
+        EXPECT_EQ(text.find("-t 32768 would show it") != std::string::npos, warned) << text;
+        EXPECT_EQ(db < 5, warned) << db;
+    }
+}
+
 TEST(WindowDesign, RefusesInvertedCutoffsAndHearsTheHost)
 {
     FilterRequest r = cdRequest();
