@@ -10,8 +10,8 @@ namespace {
 // Where the length is not exact, containers count an encoder's delay and padding in or leave them out: two or three
 // codec frames at most.
 constexpr std::uint64_t kLengthTolerance = 8192;
-/// What a decoder of lossy music may swallow in front: FFmpeg's takes 128 frames, half a short block, from a Vorbis file
-/// of one page. Less than a lost packet.
+/// What a decoder of lossy music may swallow in front: FFmpeg's takes 128 frames, half a short block, from a Vorbis
+/// file of one page. Less than a lost packet.
 constexpr std::uint64_t kFirstBlock = 256;
 
 } // namespace
