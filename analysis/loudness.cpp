@@ -23,6 +23,13 @@ LoudnessMeter::LoudnessMeter(std::size_t channels, std::uint32_t rate, bool true
     : state_(ebur128_init(static_cast<unsigned>(channels), rate,
                           EBUR128_MODE_I | EBUR128_MODE_LRA | (truePeak ? EBUR128_MODE_TRUE_PEAK : 0)))
 {
+    if (!works()) return;
+    // The library knows five channels and an LFE. WAVE's 7.1 goes on with the back pair and the side pair.
+    constexpr int kSevenOne[] = {EBUR128_Mp135, EBUR128_Mm135, EBUR128_Mp090, EBUR128_Mm090};
+    for (unsigned c = 4; channels == 8 && c < 8; ++c) ebur128_set_channel(meterOf(state_.get()), c, kSevenOne[c - 4]);
+    // Nobody knows where others stand: they count like the front.
+    for (unsigned c = 5; channels != 6 && channels != 8 && c < channels; ++c)
+        ebur128_set_channel(meterOf(state_.get()), c, EBUR128_CENTER);
 }
 
 bool LoudnessMeter::add(std::span<const double* const> channels, std::uint64_t at, std::size_t count)

@@ -13,8 +13,8 @@
 
 namespace tesk::analysis {
 
-/// Meters sound that comes in pieces. Channels are L R, L R Ls Rs, L R C Ls Rs or L R C LFE Ls Rs; what lies beyond
-/// six counts for nothing but the peak.
+/// Meters sound that comes in pieces. Channels are L R, L R Ls Rs, L R C Ls Rs, L R C LFE Ls Rs or those of WAVE's 7.1,
+/// the LFE counting for the peak alone; with any other number all from the sixth on count like the front ones.
 class LoudnessMeter {
 public:
     /// @param channels  1 to 64

@@ -144,9 +144,10 @@ std::vector<BandLevel> octaveLevels(const Spectrum& spectrum)
     std::size_t k = 0;
     for (double low = 0.0, high = 20.0; k < spectrum.bins(); low = high, high *= 2) {
         double sum = 0.0;
+        const std::size_t first = k;
         for (; k < spectrum.bins() && static_cast<double>(k) * spectrum.binHz() < high; ++k) sum += spectrum.power(k);
         if (k == spectrum.bins() - 1) sum += spectrum.power(k++); // half the rate itself ends a band
-        bands.push_back({low, std::min(high, spectrum.rate() / 2), powerDb(2.0 * sum)});
+        if (k > first) bands.push_back({low, std::min(high, spectrum.rate() / 2), powerDb(2.0 * sum)});
     }
     return bands;
 }

@@ -68,6 +68,7 @@ struct BandLevel {
 };
 
 /// Everything from DC to half the rate, in octaves around the audio band: up to 20 Hz, 20 to 40 Hz, ...
+/// A band that no bin falls into is left out.
 std::vector<BandLevel> octaveLevels(const Spectrum& spectrum);
 
 /// Gain of the A-weighting, 1 at 1 kHz. Source: IEC 61672-1, annex E.

@@ -28,7 +28,7 @@ Result<Patched, PDM_ENCODING_STATUS> FileSink::patch(std::uint64_t offset, Bytes
 {
     // Whatever is still buffered is written first: a seek would drop what does not fit on the disk.
     if (Status status = flush(); !status) return status.status();
-    errno = 0;
+    errno = ESPIPE;
     if (!seekable_ || !platform::seek64(file_, static_cast<std::int64_t>(offset), SEEK_SET)) return Patched::outOfReach;
     std::size_t written = std::fwrite(data.data(), 1, data.size(), file_);
     if (std::fflush(file_) != 0) written = 0;

@@ -76,18 +76,19 @@ std::vector<std::uint8_t> masterInformationChunk(const MetadataRecord& metadata)
 Status writeDffComtTag(ByteSink& stream, const MetadataRecord& metadata, const platform::LocalTime& writtenAt,
                        Reporter& report)
 {
-    // A sink stands at its end at all times; only the system's own seek would fail.
-    if (!stream.seekable()) report.err("Warning: TESK_FSEEK64(end) failed in writeDffComtTag\n");
+    // A sink stands at its end at all times; only the system's own seek would fail. Behind a form that cannot be made
+    // to contain them, comments would be garbage.
+    if (!stream.tell()) {
+        report.err("Warning: TESK_FSEEK64(end) failed in writeDffComtTag\n");
+        report.error("Error: ftello failed in writeDffComtTag\n"
+                     "       (the output cannot seek, so its comments are left out)\n");
+        return {};
+    }
     if (Status status = stream.write(commentChunk(metadata, writtenAt)); !status) return status;
     if (const auto names = masterInformationChunk(metadata); !names.empty())
         if (Status status = stream.write(names); !status) return status;
-    const auto end = stream.tell();
-    if (!end) {
-        report.error("Error: ftello failed in writeDffComtTag\n");
-        return {};
-    }
     ByteWriter size(ByteOrder::big);
-    size.u64(*end - kDsdiffChunkHead);
+    size.u64(stream.position() - kDsdiffChunkHead);
     const auto patched = stream.patch(kDsdiffFormSize, size.take());
     if (!patched) return patched.status();
     if (*patched == Patched::outOfReach) report.err("Warning: TESK_FSEEK64(4) failed in writeDffComtTag\n");

@@ -127,7 +127,8 @@ Status writeId3TagDSF(ByteSink& sink, const MetadataRecord& metadata, Reporter& 
     if (tag.empty()) return {};
     const auto end = sink.tell();
     if (!end) { // a tag that no pointer leads to would be garbage behind the music
-        report.error("Error: ftello failed in writeId3TagDSF\n");
+        report.error("Error: ftello failed in writeId3TagDSF\n"
+                     "       (the output cannot seek, so the tag is left out)\n");
         return {};
     }
     if (Status status = sink.write(tag); !status) return status;

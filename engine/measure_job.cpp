@@ -6,6 +6,7 @@
 #include "input/load_signal.h"
 #include "input/open_reader.h"
 
+#include <cstdio>
 #include <new>
 
 namespace tesk {
@@ -96,7 +97,9 @@ int runMeasureJob(const ConversionSettings& settings, Reporter& report, StopFlag
         if (first == DSD_SUCCESS) first = status;
         if (status == kHostStopped) return status;
     }
-    return first;
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return first;
+    report.error("Error : the table cannot be written to standard output\n");
+    return DSD_ERROR_WRITE;
 }
 
 } // namespace tesk

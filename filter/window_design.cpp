@@ -82,14 +82,18 @@ void addBand(const FilterPlan& plan, const FilterEqBand& band, Coefficients& res
 /// keep 3.5 of 6 dB, 2000 Hz 5.6 dB.
 void warnOfNarrowBands(const FilterPlan& plan, Reporter& reporter)
 {
-    constexpr double kFewestBins = 4;
+    constexpr double kFewestBins = 4, kMostTaps = 1 << 20; // more take minutes
     const double binHz = plan.designRate() / plan.taps;
     for (const FilterEqBand& band : plan.eqBands) {
         if (band.widthHz <= 0 || band.widthHz >= kFewestBins * binHz) continue;
+        if (band.centreHz > static_cast<int>(plan.sampleRate) / 2) continue; // nothing is heard there anyhow
         const double taps = std::exp2(std::ceil(std::log2(kFewestBins * plan.designRate() / band.widthHz)));
-        reporter.warning("-eq: the band at %d Hz is %d Hz wide, and %d taps tell only %.0f Hz apart: it comes out "
-                         "weaker; -t %.0f would show it\n",
-                         band.centreHz, band.widthHz, plan.taps, binHz, taps);
+        const std::string advice =
+            taps <= kMostTaps ? format("-t %.0f would show it", taps) : std::string("take a wider one");
+        reporter.warning(
+            "-eq: the band at %d Hz is %d Hz wide, and %d taps tell only %.0f Hz apart: it comes out weaker "
+            "or not at all; %s\n",
+            band.centreHz, band.widthHz, plan.taps, binHz, advice.c_str());
     }
 }
 

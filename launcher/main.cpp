@@ -16,9 +16,11 @@ namespace {
 int stopPipe[2] = {-1, -1};
 volatile std::sig_atomic_t signalsSeen = 0;
 
-/// The first signal asks the engine to stop, which keeps what was written; the second ends the process at once.
+/// The first signal asks the engine to stop, which keeps what was written; the second ends the process at once. A
+/// terminal that closes sends its own more than once.
 extern "C" void onSignal(int signal)
 {
+    if (signalsSeen != 0 && signal == SIGHUP) return;
     if (signalsSeen != 0) _exit(128 + signal);
     signalsSeen = 1;
     const char byte = 's';

@@ -40,8 +40,13 @@ buildChain(const ConversionSettings& settings, int inputBits, double dsdRate, co
         const double pole = settings.pole > 0 && settings.pole < 1 ? settings.pole : kShaperPole;
         chain.append(std::make_unique<Int16NoiseShaperEffect>(order, pole, kernels, pool));
         report.line("Report", "Int16 NS: activated (order=%d, pole=%.3f)\n", order, pole);
-    } else if (settings.given.count("--pole") > 0 && settings.pole > 0 && !settings.usesDirectForm()) {
-        report.err("Warning: -p is not used: it acts on -o and on the noise shaper of 16-bit input.\n");
+    } else if (!settings.usesDirectForm()) {
+        if (settings.given.count("--pole") > 0 && settings.pole > 0)
+            report.err("Warning: -p is not used: it acts on -o and on the noise shaper of 16-bit input.\n");
+        if (settings.orderGiven)
+            report.err(
+                "Warning: -o is not used: another option chooses the modulator, and only 16-bit input has a noise "
+                "shaper before it.\n");
     }
     if (settings.dither && settings.usesDirectForm())
         chain.append(std::make_unique<DitherEffect>(DitherConfig(inputBits > 0 ? inputBits : 24, settings.ditherType)));

@@ -82,6 +82,8 @@ Status prepare(Pcm2pdm& job)
     announceOutput(job);
     if (Status status = loadSource(job); !status) return status;
     if (Status status = checkDst(job); !status) return status;
+    if (!job.settings.pipe && containerOf(job.settings) != "dsf" && (job.metadata.coverPath || job.metadata.coverImage))
+        job.report.alert("only DSF files hold a cover; it is left out\n");
     settleReplayGain(job);
     if (Status status = settleAdaptiveChoice(job); !status) return status;
     if (Status status = designOversamplingFilter(job); !status) return status;

@@ -24,6 +24,10 @@ public:
             if (planned.status() == kHostStopped) takeStop(environment_);
             return ended(planned.status());
         }
+        // The sheet names the files, also where it was the input itself and is replaced by the recording.
+        for (CuePiece& piece : plan_.tracks)
+            if (settings_.dxd && !piece.path.empty()) piece.path = dxdPath(settings_, piece.path);
+        settings_.outputIsExact = settings_.outputIsExact || settings_.dxd;
         settings_.inputs = {plan_.recording};
         settings_.metadataFromInput = false; // the plan has read the tags
         if (Status status = checkPaths(); !status) return ended(status.status());
@@ -84,7 +88,7 @@ private:
         report_.line("Report", "CUE track %d/%d: [%lu, %lu) = %lu samples -> %s\n", static_cast<int>(index) + 1,
                      static_cast<int>(plan_.tracks.size()), static_cast<unsigned long>(piece.range.begin),
                      static_cast<unsigned long>(piece.end), static_cast<unsigned long>(piece.end - piece.range.begin),
-                     settings_.dxd ? dxdPath(settings_, piece.path).c_str() : piece.path.c_str());
+                     piece.path.c_str());
     }
 
     JobResult convertOneByOne()

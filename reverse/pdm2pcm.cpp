@@ -120,7 +120,8 @@ Status Pdm2Pcm::buildShapers()
 
 void Pdm2Pcm::settleGain()
 {
-    if (const char* variable = std::getenv("TESK_PDM2PCM_GAIN"); variable && *variable) {
+    const char* variable = settings_.gainDb ? nullptr : std::getenv("TESK_PDM2PCM_GAIN");
+    if (variable && *variable) {
         const auto gain = parseNumber(variable);
         if (gain && std::abs(*gain) <= kMostGainDb)
             setOutputGain(*gain);

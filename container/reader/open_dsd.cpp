@@ -35,10 +35,12 @@ DsdInput openDsd(const std::string& path, const SacdOptions& options, Reporter& 
     const std::string_view start(magic, sizeof(magic));
     if (start == "DSD ") {
         input.reader = DsfReader::open(std::move(file), report);
-    } else if (start == "FRM8" || isNamedDff(path)) {
+    } else if (start == "FRM8") {
         input.reader = DFFReader::open(std::move(file), options.dstLevel, report);
     } else if (start == "1bit") {
         input.reader = WsdReader::open(std::move(file), report);
+    } else if (isNamedDff(path)) {
+        input.reader = DFFReader::open(std::move(file), options.dstLevel, report); // which refuses it
     } else {
         auto disc = SACDReader::open(std::move(file), options, report);
         input.disc = disc.get();

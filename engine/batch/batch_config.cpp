@@ -122,10 +122,9 @@ std::vector<const ConfigOption*> BatchConfig::optionsFor(const BatchInput& input
 {
     std::vector<const ConfigOption*> chosen;
     const auto add = [&](const std::vector<ConfigOption>& options) {
-        for (const ConfigOption& option : options) {
+        for (const ConfigOption& option : options)
             std::erase_if(chosen, [&](const ConfigOption* earlier) { return replaces(option, *earlier->option); });
-            chosen.push_back(&option);
-        }
+        for (const ConfigOption& option : options) chosen.push_back(&option);
     };
     add(defaults);
     for (const Track& entry : tracks)

@@ -38,6 +38,12 @@ std::string_view takeDigits(std::string_view text, std::size_t& at)
     return text.substr(begin, at - begin);
 }
 
+std::string otherFiles(std::size_t count)
+{
+    return std::to_string(count) + (count == 1 ? " file" : " files") +
+           " of other kinds (mp3, ogg, ...), left out unless named";
+}
+
 class Expansion {
 public:
     Expansion(bool recursive, const std::string& outputDirectory, std::vector<BatchInput>& out,
@@ -64,11 +70,14 @@ private:
             return true;
         }
         found_ = false;
+        others_ = 0;
         visited_.clear();
         const std::string folder = name.ends_with('/') ? name : name + "/";
         if (!addFolder(folder, "")) return false;
-        return found_ || fail("the folder \"" + name + "\" has no recording" +
-                              (recursive_ ? "" : "; its subfolders are read with --recursive"));
+        if (found_) return true;
+        if (others_ > 0) return fail("the folder \"" + name + "\" has no recording but " + otherFiles(others_));
+        return fail("the folder \"" + name + "\" has no recording" +
+                    (recursive_ ? "" : "; its subfolders are read with --recursive"));
     }
 
     void addFile(BatchInput input, bool literal)
@@ -101,9 +110,8 @@ private:
             found_ = true;
             addFile({folder + entry.name, below}, false);
         }
-        if (others > 0)
-            notes_.push_back("the folder \"" + folder + "\" also has " + std::to_string(others) +
-                             " files of other kinds (mp3, ogg, ...); they are left out unless you name them");
+        if (others > 0) notes_.push_back("the folder \"" + folder + "\" also has " + otherFiles(others));
+        others_ += others;
         return !recursive_ || std::all_of(entries->begin(), entries->end(), [&](const auto& entry) {
             const bool wanted = entry.kind == platform::FileKind::directory && !entry.name.starts_with('.');
             return !wanted ||
@@ -123,6 +131,7 @@ private:
     std::vector<std::string>& notes_;
     std::string& error_;
     bool found_ = false;            // a recording, in the folder that was named
+    std::size_t others_ = 0;        // and other music there
     std::set<std::string> visited_; // folders below it, by canonical path
     std::set<std::string> files_;   // canonical paths of what folders and patterns gave
 };

@@ -16,7 +16,8 @@ namespace {
 using Kind = JsonValue::Kind;
 
 /// Where the batch itself says what is read and written.
-constexpr std::array<std::string_view, 5> kFilesOfTheBatch = {"--input", "--format", "--pipe", "--cue", "--poly-save"};
+constexpr std::array<std::string_view, 6> kFilesOfTheBatch = {"--input", "--format",    "--pipe",
+                                                              "--cue",   "--poly-save", "--pdf-report"};
 
 template <std::size_t N>
 bool isOneOf(const std::array<std::string_view, N>& names, const Option& option)

@@ -21,8 +21,9 @@ inline constexpr std::size_t kMostJsonValues = 1'000'000;
 /// @return  nothing, with `error` as "line 3: ...", when the text is not that
 std::optional<JsonValue> parseJson(std::string_view text, std::string& error);
 
-/// The tree over several lines, indented by four blanks, with a line feed at the end. Numbers have the fewest digits
-/// that read back as the same value and kind; one that is not finite becomes null. Lines are not looked at.
+/// The tree over several lines, indented by four blanks, with a line feed at the end. Numbers have digits
+/// that read back as the same value and kind; one that is not finite becomes null, bytes that are no UTF-8 U+FFFD.
+/// Lines are not looked at.
 std::string jsonText(const JsonValue& value);
 
 } // namespace tesk

@@ -141,7 +141,7 @@ ParseOutcome parse_options_cli11(const std::vector<std::string>& arguments, Conv
                                  Reporter& report)
 {
     if (arguments.empty()) return {};
-    settings.batch = asksForBatch(arguments);
+    settlePlainWords(arguments, settings);
     Cli11Application application;
     try {
         application.parse(rewriteLine(arguments, settings));

@@ -114,9 +114,8 @@ void warnOfModulatorOptions(const ConversionSettings& s, Reporter& report)
     const bool poles = s.multiPole || !s.multiPoles.empty() || s.singlePole;
     // A pole above 0 has its use in the 16-bit noise shaper.
     if (!s.usesDirectForm() && (s.psychoacoustic || poles || given("--zero") || (given("--pole") && s.pole <= 0)))
-        report.err("Warning: --psy, --mp-ns, --mp-poles, --single-pole, -p and -z act on the -o modulator only.\n");
-    if (s.orderGiven && !s.usesDirectForm())
-        report.err("Warning: -o is not used: --mash, --cifb and --sos-ef choose the modulator.\n");
+        report.err("Warning: --psy, --mp-ns, --mp-poles, --single-pole, -z and a -p below 0 act on the -o modulator "
+                   "only.\n");
     if (s.usesDirectForm() && s.psychoacoustic && (poles || !s.zeros.empty() || given("--pole")))
         report.err("Warning: --psy places zeros and poles itself; -z, -p, --mp-ns and --mp-poles are not used.\n");
     if (!s.psychoacoustic && (given("--psy-phon") || given("--psy-strategy")))
@@ -143,6 +142,7 @@ void printWarnings(const ConversionSettings& s, Reporter& report)
         report.err("Warning: --dither has no effect on DSD output -- DSD is 1-bit, there is no bit depth to reduce; "
                    "each modulator quantization stage already applies TPDF dither and noise shaping. --dither only "
                    "applies to PCM output.\n");
+    if (s.given.count("--dst-compression") > 0 && !s.dst) report.err("Warning: --dst-compression needs --dst.\n");
     for (const char* option :
          {"--outdir", "--batch-config", "--output-format", "--naming-pattern", "--recursive", "--jobs", "--shard"})
         if (s.given.count(option) > 0 && !s.batch && !s.outputIsExact)
@@ -161,10 +161,7 @@ void printWarnings(const ConversionSettings& s, Reporter& report)
 void settleMeasured(ConversionSettings& s, Reporter& report)
 {
     if (s.outputPath.empty()) return;
-    if (s.inputs.empty())
-        s.inputs.push_back(s.outputPath);
-    else
-        report.err("Warning: --measure writes no file; %s is not used.\n", s.outputPath.c_str());
+    report.err("Warning: --measure writes no file; %s is not used.\n", s.outputPath.c_str());
     s.outputPath.clear();
 }
 

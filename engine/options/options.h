@@ -26,6 +26,9 @@ ParseOutcome parse_options(const std::vector<std::string>& arguments, Conversion
 /// Whether "--batch" stands anywhere on the line, be it as another option's value.
 bool asksForBatch(const std::vector<std::string>& arguments);
 
+/// Marks what decides whether words without a dash are inputs, wherever on the line it stands: a batch, a measurement.
+void settlePlainWords(const std::vector<std::string>& arguments, ConversionSettings& settings);
+
 /// "Tesk Engine 1.0.0 ..."
 std::string versionBanner();
 

@@ -96,6 +96,12 @@ bool asksForBatch(const std::vector<std::string>& arguments)
     return std::find(arguments.begin(), arguments.end(), "--batch") != arguments.end();
 }
 
+void settlePlainWords(const std::vector<std::string>& arguments, ConversionSettings& settings)
+{
+    settings.batch = asksForBatch(arguments);
+    settings.measure = std::find(arguments.begin(), arguments.end(), "--measure") != arguments.end();
+}
+
 bool applyWords(const std::vector<std::string>& words, ConversionSettings& settings, Reporter& report,
                 std::vector<Unavailable>& unavailable)
 {
@@ -116,7 +122,7 @@ ParseOutcome finishParse(ConversionSettings& settings, Reporter& report, std::ve
 ParseOutcome parse_options(const std::vector<std::string>& arguments, ConversionSettings& settings, Reporter& report)
 {
     if (arguments.empty()) return {};
-    settings.batch = asksForBatch(arguments);
+    settlePlainWords(arguments, settings);
     if (std::find(arguments.begin(), arguments.end(), "--cli-v2") != arguments.end()) {
         report.err("Using CLI v2 parser...\n");
         return parse_options_cli11(arguments, settings, report);

@@ -101,6 +101,7 @@ TEST(BatchConfig, AnItemIsAsIfOnlyTheLastWordHadBeenSaid)
         {{"-o", "7"}, R"({"defaults": {"cifb": 5}, "tracks": [{"track": 1, "mash": true}]})", {"--mash"}},
         {{"--mash"}, R"({"defaults": {"cifb": 5}, "tracks": [{"track": 1, "sos-ef": false}]})", {"--cifb", "5"}},
         {{"--mash", "222", "iir2"}, R"({"defaults": {"mash": true}})", {"--mash"}},
+        {{"-o", "7"}, R"({"tracks": [{"track": 1, "cifb": 5, "order": 3}]})", {"--cifb", "5", "-o", "3"}},
         {{"--cifb", "5"}, R"({"defaults": {"cifb": false}, "tracks": [{"track": 1, "order": 7}]})", {"-o", "7"}},
     };
     const auto parsed = [](std::vector<std::string> line) {

@@ -51,6 +51,18 @@ class Cue(Case):
         self.assertIn(text, result.stderr + self.log())
         self.assertEqual(self.leftovers(), before, "nothing is written")
 
+    def test_dxd_has_a_file_for_every_track_however_the_sheet_is_named(self):
+        frames = self.album()
+        self.sheet()
+        lengths = [8 * (end - start) * 588 for start, end in zip(STARTS, STARTS[1:])]
+        lengths.append(8 * (frames - STARTS[-1] * 588))
+        for name, words in (("a", ["-i", "album.cue"]), ("b", ["-i", "album.wav", "--cue", "album.cue"])):
+            self.convert(*words, f"{name}.flac", "--dxd")
+            for track, length in enumerate(lengths, 1):
+                facts = subprocess.run(["metaflac", "--show-total-samples", f"{name}_Track0{track}.DXD.flac"],
+                                       capture_output=True, text=True, check=True, cwd=self.folder).stdout
+                self.assertEqual(int(facts), length, (name, track))
+
     def test_every_track_becomes_a_file_of_its_own(self):
         for rate in (44100, 96000):
             with self.subTest(rate=rate):

@@ -60,6 +60,25 @@ class Loudness(Case):
         for name in ("broken", "missing"):
             self.assertIn(f"[measure] cannot read: {name}.wav\n", result.stderr)
 
+    def test_a_table_that_is_lost_is_no_success(self):
+        with open("/dev/full", "w", encoding="ascii") as full:
+            result = subprocess.run([TESK, "--measure", "noise.wav"], stdout=full, stderr=subprocess.PIPE, text=True,
+                                    cwd=self.folder)
+        self.assertEqual(result.returncode, shell_status(-53))
+        self.assertIn("the table cannot be written", result.stderr)
+
+    def test_surround(self):
+        """A tone in one channel of 7.1 after the other: front, LFE, back, side."""
+        for channel, weight in ((0, 0), (3, None), (4, 0), (6, 1.5)):
+            name = f"c{channel}.wav"
+            expression = "|".join("0.1*sin(6000*t)" if c == channel else "0" for c in range(8))
+            subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i", f"aevalsrc='{expression}':c=7.1:s=48000:d=2",
+                            name], check=True, cwd=self.folder)
+            rows = self.rows(self.measure(name))
+            self.assertEqual(len(rows), 0 if weight is None else 1, channel)
+            if rows:  # -20 dBFS of a sine are -23 LUFS but for the weighting of a tone of 955 Hz
+                self.assertAlmostEqual(float(rows[0][4]) - weight, -23, delta=0.2)
+
     def test_folders_and_the_other_parser(self):
         self.assertEqual(len(self.rows(self.measure("."))), 3)
         self.assertEqual(self.measure("--cli-v2", "-i", "noise.wav").stdout, self.measure("noise.wav").stdout)

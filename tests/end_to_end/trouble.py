@@ -191,6 +191,8 @@ class Trouble(Case):
                                        stdout=subprocess.PIPE, cwd=self.folder)
             time.sleep(0.03 + delay)
             process.send_signal(request)
+            if request == signal.SIGHUP:
+                process.send_signal(request)  # from the shell and from the kernel
             error = process.communicate(timeout=60)[1]
             self.assertEqual(process.returncode, shell_status(-61), error)
             self.assertEqual(error.count(b"conversion aborted, output is incomplete"), 1)

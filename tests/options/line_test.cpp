@@ -190,14 +190,14 @@ TEST(NotBuilt, ContainersByExtensionAndModesWithoutFiles)
     using Files = std::vector<std::string>;
     EXPECT_EQ(parse("--measure -i a.wav -i b.wav").settings.inputs, (Files{"a.wav", "b.wav"}));
     EXPECT_EQ(parse("--measure a.wav b.wav").settings.inputs, (Files{"a.wav", "b.wav"}));
-    EXPECT_EQ(parse("a.wav --measure").settings.inputs, Files{"a.wav"});
+    EXPECT_EQ(parse("a.wav --measure b.wav").settings.inputs, (Files{"a.wav", "b.wav"}));
     EXPECT_EQ(parse("--measure -i a.wav o.dsf").text, "Warning: --measure writes no file; o.dsf is not used.\n");
     EXPECT_EQ(parse("--dxd -i a.wav o.flac -qt peak -qr 0.5 --dither 7").text, "");
     EXPECT_EQ(parse("--dxd -i a.wav --pipe").outcome.status, 1);
     const std::pair<const char*, const char*> useless[] = {{"-qr 0.5", "-qr, -qt"},
                                                            {"-qt rms", "-qr, -qt"},
                                                            {"--dxd-samplerate 176400", "-qr, -qt"},
-                                                           {"--cifb 5 -o 7", "-o is not"},
+
                                                            {"--lal-threshold -3", "--lal"},
                                                            {"--lal --soft-limiter 0.1", "--soft-limiter"},
                                                            {"--dxd --format dsf", "--format"},

@@ -37,7 +37,7 @@ const struct {
 TEST(PlainReaders, WhatTheWritersWroteComesBackInAnyPieces)
 {
     for (const auto& container : kContainers)
-        for (const std::uint32_t channels : {1, 2, 5, 6})
+        for (const std::uint32_t channels : {1, 2, 5, 6, 8})
             for (const std::size_t total : {0, 1, 4096, 12000}) {
                 const Buffer file = written(container.make, {channels, 5644800, total, 4704}, total, 4704, {});
                 auto truth = streamBytes(channels, total);

@@ -56,8 +56,8 @@ void appendExitStatuses(RoffPage& page)
                       meaningOf(status) + (" (" + name + ")"));
         else if (status == kHostStopped)
             page.item(bold(std::to_string(256 + status)) + " (" + roffText(std::to_string(status)) + ")",
-                      "stopped, by Ctrl-C or by the host");
-    page.item(bold("129") + ", " + bold("130") + ", " + bold("143"), "ended by a second SIGHUP, Ctrl-C or SIGTERM");
+                      "stopped, by Ctrl-C, SIGTERM, a closed terminal or the host");
+    page.item(bold("130") + ", " + bold("143"), "ended by a second Ctrl-C or SIGTERM");
 }
 
 constexpr Row kVariables[] = {
@@ -72,7 +72,7 @@ constexpr Row kVariables[] = {
     {"TESK_STREAM_MAX_MB", "Limit of decoded PCM in MiB, at 4 bytes a sample, for inputs that decoders stream."},
     {"TESK_WAVPACK_STREAM", "0 reads WavPack files into memory first."},
     {"TESK_TRACE_PATH", "If set, the bytes of the input's name on standard error."},
-    {"TESK_PDM2PCM_GAIN", "With --reverse: output gain in dB; --gain wins."},
+    {"TESK_PDM2PCM_GAIN", "With --reverse: output gain in dB, -144 to 144; --gain wins."},
     {"TESK_PDM2PCM_THREADS", "With --reverse: threads of the decimation; 1 is serial."},
     {"TESK_PDM2PCM_PROFILE", "With --reverse: anything but 0 prints the time of every stage."},
     {"TESK_PDM2PCM_MIN_MACS", "With --reverse: multiply-adds of a block from which threads share the filter."},
