@@ -34,11 +34,11 @@ Status DffDstWriter::begin(const DsdStreamInfo& info)
 
 Status DffDstWriter::append(const std::uint8_t* const* packed, std::size_t bytes)
 {
-    std::vector<const std::uint8_t*> rest(packed, packed + info_.channels);
+    rest_.assign(packed, packed + info_.channels);
     while (bytes > 0) {
         const std::size_t part = std::min(bytes, frameBytes_ - held_);
-        interleave(rest.data(), info_.channels, part, frame_.data() + held_ * info_.channels);
-        for (auto& channel : rest) channel += part;
+        interleave(rest_.data(), info_.channels, part, frame_.data() + held_ * info_.channels);
+        for (auto& channel : rest_) channel += part;
         held_ += part;
         bytes -= part;
         if (held_ == frameBytes_)

@@ -64,9 +64,10 @@ private:
     DsdStreamInfo info_;
     std::unique_ptr<BatchSink> batch_;
     std::unique_ptr<DstFrameCoder> coder_;
-    std::vector<std::uint8_t> frame_; // interleaved, being filled
-    std::size_t frameBytes_ = 0;      // of a frame per channel
-    std::size_t held_ = 0;            // bytes per channel in it
+    std::vector<const std::uint8_t*> rest_; // what of a call's bytes is still to be taken
+    std::vector<std::uint8_t> frame_;       // interleaved, being filled
+    std::size_t frameBytes_ = 0;            // of a frame per channel
+    std::size_t held_ = 0;                  // bytes per channel in it
     std::uint32_t framesPushed_ = 0, framesWritten_ = 0;
     std::uint64_t codedBytes_ = 0; // with pads, without chunk heads
     bool writeFailed_ = false;

@@ -27,10 +27,10 @@ Status DffWriter::begin(const DsdStreamInfo& info)
 
 Status DffWriter::append(const std::uint8_t* const* packed, std::size_t bytes)
 {
-    std::vector<const std::uint8_t*> channels(packed, packed + info_.channels);
+    channels_.assign(packed, packed + info_.channels);
     // Recordings of 7.1 have the back pair in front of the side pair, as WAVE does; the IDs name the sides first.
-    if (channels.size() == 8) std::swap_ranges(channels.begin() + 4, channels.begin() + 6, channels.begin() + 6);
-    return sound_->append(channels.data(), bytes, report_);
+    if (channels_.size() == 8) std::swap_ranges(channels_.begin() + 4, channels_.begin() + 6, channels_.begin() + 6);
+    return sound_->append(channels_.data(), bytes, report_);
 }
 
 Status DffWriter::finish(const MetadataRecord& metadata, Reporter& report)

@@ -39,6 +39,7 @@ private:
     CommentClock clock_;
     DsdStreamInfo info_;
     std::unique_ptr<InterleavedStream> sound_;
+    std::vector<const std::uint8_t*> channels_; // of one call, in the order of the IDs
 };
 
 } // namespace tesk

@@ -76,8 +76,9 @@ int runForward(const std::vector<std::string>& arguments)
         if (settings.inputs.empty()) return finish_status(DSD_SUCCESS); // that was all
     }
     if (!settings.measure) return run(settings, report);
-    StopFlag stop(processState().host_stop_requested);
-    return runMeasureJob(settings, report, stop);
+    ProcessState& state = processState();
+    StopFlag stop(state.host_stop_requested);
+    return state.run_result = runMeasureJob(settings, report, stop);
 }
 
 } // namespace tesk

@@ -3,8 +3,7 @@
 #include "analysis/loudness.h"
 #include "engine/batch/batch_inputs.h"
 #include "engine/forward_job.h"
-#include "input/load_signal.h"
-#include "input/open_reader.h"
+#include "input/open_pcm.h"
 
 #include <cstdio>
 #include <new>
@@ -40,9 +39,7 @@ std::string csvField(const std::string& text)
 PDM_ENCODING_STATUS load(const std::string& path, const LoadContext& context, PcmRecording& recording, Reporter& report)
 {
     std::string error;
-    const auto reader = openReader(path, context, error);
-    Status status = DSD_ERROR_INPUT;
-    if (reader) status = loadSignal(*reader, context, recording, error);
+    const Status status = open_pcm(path, context, recording, error);
     if (status || status.status() == kHostStopped) return status.status();
     if (!error.empty()) report.error("%s\n", error.c_str());
     report.error("[measure] cannot read: %s\n", path.c_str());
@@ -95,7 +92,10 @@ int runMeasureJob(const ConversionSettings& settings, Reporter& report, StopFlag
             report.error("Fatal: out of memory.\n[measure] cannot read: %s\n", input.path.c_str());
         }
         if (first == DSD_SUCCESS) first = status;
-        if (status == kHostStopped) return status;
+        if (status != kHostStopped) continue;
+        stop.take(); // or it would end the host's next job
+        report.error("[measure] stopped before the end of %s\n", input.path.c_str());
+        return status;
     }
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return first;
     report.error("Error : the table cannot be written to standard output\n");

@@ -87,7 +87,7 @@ private:
     bool mayHold(std::uint64_t frames)
     {
         const PcmInfo& info = recording_.info;
-        return (!info.streamed || checkStreamLimit(info.channels, frames, error_)) && mayAllocate(frames);
+        return (!info.streamed || checkStreamLimit(info.channels, frames, streamLimit_, error_)) && mayAllocate(frames);
     }
     bool mayAllocate(std::uint64_t frames)
     {
@@ -136,7 +136,7 @@ private:
             if (recording_.info.isFloat || recording_.info.unchecked)
                 for (std::uint32_t c = 0; c < planar.size(); ++c) check_.clean(planar[c], *got, c, frames_);
             frames_ += *got;
-            if (recording_.info.streamed && !checkStreamLimit(recording_.info.channels, frames_, error_))
+            if (recording_.info.streamed && !checkStreamLimit(recording_.info.channels, frames_, streamLimit_, error_))
                 return DSD_ERROR_INPUT;
             if (frames_ > recording_.signal.frames() && !grow()) return DSD_ERROR_INPUT;
         }
@@ -181,6 +181,7 @@ private:
     PcmRecording& recording_;
     std::string& error_;
     const FrameRange range_;
+    const std::optional<double> streamLimit_ = streamLimit();
     SampleCheck check_;
     std::uint64_t frames_ = 0;    // read so far
     std::uint64_t allocated_ = 0; // asked for last, guard not counted

@@ -43,15 +43,19 @@ bool check_signal_memory(std::uint32_t channels, std::uint64_t frames, const Loa
     return false;
 }
 
-bool checkStreamLimit(std::uint32_t channels, std::uint64_t frames, std::string& error)
+std::optional<double> streamLimit()
 {
     const char* variable = std::getenv("TESK_STREAM_MAX_MB");
     const long long megabytes = variable ? std::atoll(variable) : 0;
-    if (megabytes <= 0) return true;
-    const double needed = product(channels, frames, 4), limit = static_cast<double>(megabytes) * kMiB;
-    if (needed <= limit) return true;
+    return megabytes > 0 ? std::optional(static_cast<double>(megabytes) * kMiB) : std::nullopt;
+}
+
+bool checkStreamLimit(std::uint32_t channels, std::uint64_t frames, std::optional<double> limit, std::string& error)
+{
+    const double needed = product(channels, frames, 4);
+    if (!limit || needed <= *limit) return true;
     error = format("decoded PCM needs %.0f MB (%lld frames x %d ch x 4B), over the %.0f MB limit", needed / kMiB,
-                   static_cast<long long>(frames), static_cast<int>(channels), limit / kMiB);
+                   static_cast<long long>(frames), static_cast<int>(channels), *limit / kMiB);
     return false;
 }
 

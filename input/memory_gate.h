@@ -34,8 +34,10 @@ bool fitsInMemory(std::uint32_t channels, std::uint64_t frames, const LoadContex
 /// memory. A refusal is reported. When the memory cannot be asked for, everything may.
 bool check_signal_memory(std::uint32_t channels, std::uint64_t frames, const LoadContext& context);
 
-/// Whether the recording, counted at four bytes per sample, stays within the MiB of TESK_STREAM_MAX_MB (0 or unset:
-/// no limit); if not, `error` tells both figures.
-bool checkStreamLimit(std::uint32_t channels, std::uint64_t frames, std::string& error);
+/// The MiB of TESK_STREAM_MAX_MB in bytes; nothing, which is no limit, for 0 or unset.
+std::optional<double> streamLimit();
+
+/// Whether the recording, counted at four bytes per sample, stays within the limit; if not, `error` tells both figures.
+bool checkStreamLimit(std::uint32_t channels, std::uint64_t frames, std::optional<double> limit, std::string& error);
 
 } // namespace tesk

@@ -12,7 +12,8 @@ namespace {
 
 constexpr std::uint32_t kBlocksPerSecond = 75; // a conversion block is one frame of a DSD disc
 constexpr std::uint32_t kFamilies[] = {44100, 48000};
-constexpr std::uint32_t kMostChannels = 6; // without --forcechannels
+constexpr std::uint32_t kHighestDxdRate = 384000; // Hz, of the option too
+constexpr std::uint32_t kMostChannels = 6;        // without --forcechannels
 
 bool standardRate(std::uint32_t rate, std::uint32_t family)
 {
@@ -46,8 +47,6 @@ Status refuseRate(std::uint32_t rate, PDM_ENCODING_STATUS status, Reporter& repo
     report.error("%-20s\tSampling rate:\t%d not supprot\n", "", static_cast<int>(rate));
     return status;
 }
-
-constexpr std::uint32_t kHighestDxdRate = 384000; // of the option
 
 Status settleDxdRates(Pcm2pdm& job)
 {
@@ -114,8 +113,8 @@ Result<StreamPlan, PDM_ENCODING_STATUS> planStream(std::uint32_t pcmRate, int ov
 
 Result<StreamPlan, PDM_ENCODING_STATUS> planDxd(std::uint32_t pcmRate, std::uint32_t outRate)
 {
-    constexpr std::uint32_t kHighest44 = 352800, kHighest48 = 384000;
-    const std::uint32_t highest = kHighest48 % pcmRate == 0 ? kHighest48 : kHighest44;
+    constexpr std::uint32_t kHighest44 = 352800;
+    const std::uint32_t highest = kHighestDxdRate % pcmRate == 0 ? kHighestDxdRate : kHighest44;
     if (outRate == 0) outRate = std::min(8 * pcmRate, highest);
     if (outRate % pcmRate != 0 || outRate / pcmRate < 2) return DSD_ERROR_PCMBASESAMPLERATE;
     StreamPlan plan;

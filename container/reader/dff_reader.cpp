@@ -161,9 +161,9 @@ bool DFFReader::endOfFrames(const char* why)
 std::size_t DFFReader::read(std::uint8_t* const* planar, std::size_t bytes)
 {
     if (plain_) {
-        std::vector<std::uint8_t*> channels(planar, planar + source_.channels);
-        if (sidesFirst_) std::swap_ranges(channels.begin() + 4, channels.begin() + 6, channels.begin() + 6);
-        return plain_->read(channels.data(), bytes);
+        channels_.assign(planar, planar + source_.channels);
+        if (sidesFirst_) std::swap_ranges(channels_.begin() + 4, channels_.begin() + 6, channels_.begin() + 6);
+        return plain_->read(channels_.data(), bytes);
     }
     std::size_t done = 0;
     while (done < bytes) {

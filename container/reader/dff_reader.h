@@ -45,6 +45,7 @@ private:
     DsdSource source_;
     DsdiffProperties properties_;
     std::unique_ptr<InterleavedSound> plain_;
+    std::vector<std::uint8_t*> channels_; // of one call, in the order of the IDs
     bool sidesFirst_ = false; // 7.1 with the side pair in front; it is handed on behind the back pair, as in WAVE
 
     // Only for DST.

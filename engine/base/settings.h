@@ -55,7 +55,7 @@ struct ConversionSettings {
     // Files
     std::vector<std::string> inputs; ///< in the order given
     std::string outputPath;          ///< empty: not given; "-": standard output
-    bool outputIsExact = false;      ///< a batch has named the file: --dxd writes that very path
+    bool outputIsExact = false;      ///< the name is settled, by a batch or a CUE sheet: --dxd writes that very path
     bool pipe = false;               ///< DSD bytes to standard output; set by an output "-" too
     std::string format;              ///< "dsf", "dff", "wsd", or empty: the output's extension decides
 

@@ -92,6 +92,15 @@ assert main(*channel([]), "-i", "a.wav", "b.dsf") == 0
         self.assertNotIn("host requested stop", result.stderr)
         self.assertEqual(self.path("a.dsf").read_bytes(), self.path("b.dsf").read_bytes())
 
+    def test_a_stopped_measurement_leaves_the_next_job_alone(self):
+        wav(self.path("a.wav"), [sine(100000)] * 2)
+        result = self.host("""
+assert main("--measure", *["a.wav"] * 300, *channel(["stop"])) == -61
+assert main("-i", "a.wav", "a.dsf") == 0
+""")
+        self.assertIn("[measure] stopped before the end of a.wav\n", result.stderr)
+        self.assertLess(result.stdout.count("a.wav"), 300)
+
     def test_a_stopped_decimation_closes_its_file(self):
         wav(self.path("a.wav"), [sine(44100 * 8)] * 2)
         result = self.host("""
